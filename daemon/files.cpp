@@ -1,0 +1,165 @@
+#include "daemon/files.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ravelo {
+namespace {
+
+constexpr mode_t file_mode = 0640;
+constexpr int first_handle = 3;
+
+int descriptor(uint32_t handle) {
+    return static_cast<int>(handle);
+}
+
+int open_handle(const char *path, int flags, uint32_t *handle) {
+    int fd = open(path, flags | O_CLOEXEC, file_mode);
+    if (fd < 0)
+        return errno;
+    if (fd < first_handle) {
+        const int moved = fcntl(fd, F_DUPFD_CLOEXEC, first_handle);
+        const int code = moved < 0 ? errno : 0;
+        (void)close(fd);  // the duplicate, if any, keeps the file open
+        if (code != 0)
+            return code;
+        fd = moved;
+    }
+    *handle = static_cast<uint32_t>(fd);
+    return 0;
+}
+
+// Writes until done; *written counts the bytes that went out.
+int write_bytes(int fd, std::string_view text, size_t *written) {
+    *written = 0;
+    while (*written < text.size()) {
+        const ssize_t count = write(fd, text.data() + *written, text.size() - *written);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return errno;
+        if (count == 0)
+            return EIO;
+        *written += static_cast<size_t>(count);
+    }
+    return 0;
+}
+
+// One step of splitmix64: every input bit reaches every output bit.
+uint64_t mix(uint64_t state, uint64_t value) {
+    state += value + 0x9E3779B97F4A7C15U;
+    state = (state ^ (state >> 30)) * 0xBF58476D1CE4E5B9U;
+    state = (state ^ (state >> 27)) * 0x94D049BB133111EBU;
+    return state ^ (state >> 31);
+}
+
+uint64_t nanoseconds(const timespec &time) {
+    return static_cast<uint64_t>(time.tv_sec) * 1000000000U + static_cast<uint64_t>(time.tv_nsec);
+}
+
+}  // namespace
+
+int guard_standard_streams() {
+    for (int fd = 0; fd < first_handle; ++fd) {
+        if (fcntl(fd, F_GETFD) >= 0)
+            continue;
+        if (open("/dev/null", O_RDWR) < 0)
+            return errno;
+    }
+    return 0;
+}
+
+int create_exclusive(const char *path, uint32_t *handle) {
+    return open_handle(path, O_WRONLY | O_CREAT | O_EXCL, handle);
+}
+
+int open_or_create(const char *path, uint32_t *handle) {
+    return open_handle(path, O_WRONLY | O_CREAT, handle);
+}
+
+int open_existing(const char *path, uint32_t *handle) {
+    return open_handle(path, O_RDONLY, handle);
+}
+
+int move_to_end(uint32_t handle) {
+    return lseek(descriptor(handle), 0, SEEK_END) >= 0 ? 0 : errno;
+}
+
+bool ends_in_partial_line(const char *path) {
+    uint32_t handle = 0;
+    if (open_existing(path, &handle) != 0)
+        return false;
+    const int fd = descriptor(handle);
+    char last = '\n';
+    const bool partial = lseek(fd, -1, SEEK_END) >= 0 && read(fd, &last, 1) == 1 && last != '\n';
+    (void)close(fd);  // opened only to look
+    return partial;
+}
+
+int write_all(uint32_t handle, std::string_view text) {
+    const int fd = descriptor(handle);
+    const off_t start = lseek(fd, 0, SEEK_CUR);
+    size_t written = 0;
+    const int code = write_bytes(fd, text, &written);
+    // A part of a record would spoil the line of the next one.
+    if (code != 0 && written != 0 && start >= 0 && ftruncate(fd, start) == 0)
+        (void)lseek(fd, start, SEEK_SET);  // a later write then fails or leaves a gap of zeros
+    return code;
+}
+
+int close_file(uint32_t handle) {
+    return close(descriptor(handle)) == 0 ? 0 : errno;
+}
+
+int delete_file(const char *path) {
+    return unlink(path) == 0 ? 0 : errno;
+}
+
+int rename_file(const char *from, const char *to) {
+    return rename(from, to) == 0 ? 0 : errno;
+}
+
+bool file_exists(const char *path) {
+    return access(path, F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+int file_status(uint32_t handle, uint64_t *status) {
+    struct stat info {};
+    if (fstat(descriptor(handle), &info) != 0)
+        return errno;
+    uint64_t value = mix(0, nanoseconds(info.st_mtim));
+    value = mix(value, nanoseconds(info.st_ctim));
+    value = mix(value, static_cast<uint64_t>(info.st_size));
+    value = mix(value, static_cast<uint64_t>(info.st_ino));
+    *status = value != 0 ? value : 1;
+    return 0;
+}
+
+int open_stream(const char *path, FILE **stream) {
+    FILE *const fresh = std::fopen(path, "re");
+    if (fresh == nullptr)
+        return errno;
+    *stream = fresh;
+    return 0;
+}
+
+int stream_handle(FILE *stream, uint32_t *handle) {
+    const int fd = fileno(stream);
+    if (fd < 0)
+        return errno;
+    *handle = static_cast<uint32_t>(fd);
+    return 0;
+}
+
+int close_stream(FILE *stream) {
+    return std::fclose(stream) == 0 ? 0 : errno;
+}
+
+void write_standard_error(std::string_view text) {
+    size_t written = 0;
+    (void)write_bytes(STDERR_FILENO, text, &written);  // nowhere left to report to
+}
+
+}  // namespace ravelo

@@ -1,0 +1,57 @@
+// The platform's file calls, each with one result: 0 or the system's error code (errno).
+//
+// File handles are file descriptors above 2, so that a handle of 0 can mean "not open" and no
+// record ever lands on a standard stream that was closed before the daemon started.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+
+namespace ravelo {
+
+// Makes sure that descriptors 0 to 2 are open, on /dev/null where they were not.
+[[nodiscard]] int guard_standard_streams();
+
+// Creates path exclusively for writing, permissions 0640. The caller closes *handle.
+// Errors: EEXIST when the file is there; EACCES, EPERM when access is denied; others.
+[[nodiscard]] int create_exclusive(const char *path, uint32_t *handle);
+
+// Opens path for writing, creating it with permissions 0640 when missing. The caller closes
+// *handle.
+[[nodiscard]] int open_or_create(const char *path, uint32_t *handle);
+
+// Opens an existing file for reading. The caller closes *handle. ENOENT: there is none.
+[[nodiscard]] int open_existing(const char *path, uint32_t *handle);
+
+// Moves the position to the end of the file.
+[[nodiscard]] int move_to_end(uint32_t handle);
+
+// Whether the file's last byte is something other than a newline; false when that can't be seen.
+[[nodiscard]] bool ends_in_partial_line(const char *path);
+
+// Writes all of text; on a failure what was written of it is taken back where the system allows.
+[[nodiscard]] int write_all(uint32_t handle, std::string_view text);
+
+[[nodiscard]] int close_file(uint32_t handle);
+[[nodiscard]] int delete_file(const char *path);
+[[nodiscard]] int rename_file(const char *from, const char *to);
+
+// Whether something exists at path. A path that can't be looked at counts as existing, so that a
+// file is not taken for vanished when only its folder's permissions have changed.
+[[nodiscard]] bool file_exists(const char *path);
+
+// A value that differs between any two versions of an open file: its times of last change in
+// nanoseconds with its size and inode mixed in. Never 0.
+[[nodiscard]] int file_status(uint32_t handle, uint64_t *status);
+
+// Opens path as a buffered stream for reading. The caller closes *stream with close_stream.
+[[nodiscard]] int open_stream(const char *path, FILE **stream);
+// The file handle of a stream; it stays the stream's.
+[[nodiscard]] int stream_handle(FILE *stream, uint32_t *handle);
+[[nodiscard]] int close_stream(FILE *stream);
+
+// Writes text to standard error. There is nowhere left to report a failure to, so it has no result.
+void write_standard_error(std::string_view text);
+
+}  // namespace ravelo

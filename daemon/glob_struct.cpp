@@ -1,0 +1,16 @@
+#include "daemon/glob_struct.h"
+
+#include "log/sqlca.h"
+
+namespace ravelo {
+
+void init_glob(glob_struct *glob) {
+    *glob = glob_struct{};
+    glob->cfg_line = 1;
+    glob->db_available = 1;
+    glob->need_size_estimate = 1;
+    set_init_sqlca(&glob->api_sqlca);
+    set_init_sqlca(&glob->msg_sqlca);
+}
+
+}  // namespace ravelo

@@ -1,0 +1,74 @@
+#include "log/format_check.h"
+
+#include <cstdio>
+
+namespace ravelo {
+namespace {
+
+constexpr size_t longest_number = 3;
+
+bool is_one_of(char c, std::string_view set) {
+    return set.find(c) != std::string_view::npos;
+}
+
+// Steps over digits; false when there are more than a sane width has.
+bool step_number(std::string_view format, size_t &at) {
+    const size_t start = at;
+    while (at < format.size() && is_one_of(format[at], "0123456789"))
+        ++at;
+    return at - start <= longest_number;
+}
+
+// Steps over one conversion, at standing behind its per-cent sign.
+bool step_conversion(std::string_view format, conversion kind, size_t &at) {
+    while (at < format.size() && is_one_of(format[at], "-+ #0"))
+        ++at;
+    if (!step_number(format, at))
+        return false;
+    if (at < format.size() && format[at] == '.') {
+        ++at;
+        if (!step_number(format, at))
+            return false;
+    }
+    if (at == format.size())
+        return false;
+    return is_one_of(format[at++], kind == conversion::text ? "s" : "diuxXo");
+}
+
+}  // namespace
+
+bool has_conversions(std::string_view format, conversion kind, size_t count) {
+    size_t found = 0;
+    for (size_t at = 0; at < format.size();) {
+        if (format[at++] != '%')
+            continue;
+        if (at < format.size() && format[at] == '%') {
+            ++at;
+            continue;
+        }
+        if (!step_conversion(format, kind, at))
+            return false;
+        ++found;
+    }
+    return found == count;
+}
+
+bool format_with_text(std::span<char> field, const char *format, const char *argument) {
+    return std::snprintf(field.data(), field.size(), format, argument) >= 0;
+}
+
+bool format_with_integers(std::span<char> field, const char *format,
+                          std::span<const int32_t> values) {
+    const auto &v = values;
+    int length = -1;
+    if (v.size() == 9) {
+        length = std::snprintf(field.data(), field.size(), format, v[0], v[1], v[2], v[3], v[4],
+                               v[5], v[6], v[7], v[8]);
+    } else if (v.size() == 11) {
+        length = std::snprintf(field.data(), field.size(), format, v[0], v[1], v[2], v[3], v[4],
+                               v[5], v[6], v[7], v[8], v[9], v[10]);
+    }
+    return length >= 0;
+}
+
+}  // namespace ravelo
