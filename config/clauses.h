@@ -1,0 +1,24 @@
+// The readers of a rule's clauses, in their fixed order: desc, time, authid, applname, setlimit.
+//
+// Each reads its clause into the rule, reads the next keyword and hands over to the reader of the
+// clause that follows; get_setlimit reads the limits, the action and the closing ";".
+// Results of all of them, each failure reported:
+//    0  the rest of the rule was read, up to and including its ";"
+//   -2  the stream could not be read
+//   -7  any other error. What was read stays with the rule, for release_rules.
+#pragma once
+
+#include <cstdint>
+
+#include "config/rules.h"
+#include "daemon/glob_struct.h"
+
+namespace ravelo {
+
+[[nodiscard]] int32_t get_desc(glob_struct *glob, config_restrict *rule);
+[[nodiscard]] int32_t get_time(glob_struct *glob, config_restrict *rule);
+[[nodiscard]] int32_t get_authid(glob_struct *glob, config_restrict *rule);
+[[nodiscard]] int32_t get_applname(glob_struct *glob, config_restrict *rule);
+[[nodiscard]] int32_t get_setlimit(glob_struct *glob, config_restrict *rule);
+
+}  // namespace ravelo
