@@ -1,0 +1,33 @@
+// What the rules decide for one application.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "daemon/glob_struct.h"
+#include "enforce/action_request.h"
+#include "govern/govern.h"
+
+namespace ravelo {
+
+constexpr size_t limit_count = 6;  // cpu, locks, rowssel, rowsread, idle, uowtime
+
+struct decision {
+    std::array<bool, limit_count> breached;   // limits breached under the deciding rule
+    std::array<int32_t, limit_count> values;  // the figures they were compared with
+    int32_t force;
+    int32_t schedule_kind;
+    int32_t priority;  // when neither force nor schedule_kind is set
+    int32_t line;      // of the deciding rule
+};
+
+// Takes every rule in file order; the last applying rule that breaches a limit decides. No limit is
+// breached when nothing is to be done.
+[[nodiscard]] decision decide(const glob_struct *glob, const appl_texts &texts,
+                              const appl_snapshot *record, const addl_appl_info_struct *info);
+
+// Whether a decision calls for an action.
+[[nodiscard]] bool calls_for_action(const decision &decided);
+
+}  // namespace ravelo

@@ -1,0 +1,67 @@
+#include "enforce/nice_appl.h"
+
+#include "daemon/memory.h"
+#include "daemon/result.h"
+#include "enforce/agent_priority.h"
+#include "log/report.h"
+#include "log/text.h"
+
+namespace ravelo {
+namespace {
+
+// The link of nice_list behind which an agent id stands, or would stand.
+niceapp_struct **place_of(glob_struct *glob, uint32_t agent_id) {
+    niceapp_struct **place = &glob->nice_list;
+    while (*place != nullptr && (*place)->agent_id > agent_id)
+        place = &(*place)->next;
+    return place;
+}
+
+niceapp_struct *find_niceapp(glob_struct *glob, uint32_t agent_id) {
+    niceapp_struct *const entry = *place_of(glob, agent_id);
+    return entry != nullptr && entry->agent_id == agent_id ? entry : nullptr;
+}
+
+}  // namespace
+
+int32_t nice_appl(glob_struct *glob, const action_request &request, int32_t priority) {
+    niceapp_struct *entry = find_niceapp(glob, request.agent_id);
+    const bool known = entry != nullptr;
+    if (!known)
+        entry = create_niceapp(glob, request.agent_id);
+    if (entry == nullptr)
+        return result::memory;
+    entry->seen = 1;
+    if (known && entry->priority == priority)
+        return result::ok;
+    entry->priority = priority;
+
+    const int32_t logged =
+        report_event(glob, record_type::nice, message::priority_set,
+                     {request.texts.appl_name, request.texts.auth_id, request.texts.appl_text,
+                      decimal(glob->msg_token, priority), decimal(glob->msg_token2, request.line),
+                      request.reason});
+    if (logged != result::ok)
+        return logged;
+    int32_t outcome = result::ok;
+    (void)set_priority(glob, request.agent_id, priority, location::nice_set,
+                       &outcome);  // outcome says it all
+    return outcome;
+}
+
+niceapp_struct *create_niceapp(glob_struct *glob, uint32_t agent_id) {
+    niceapp_struct *entry = nullptr;
+    const int code = allocate_record(&entry);
+    if (code != 0) {
+        report_error(glob, location::niceapp_allocate, message::out_of_memory,
+                     {decimal(glob->msg_token, code)});
+        return nullptr;
+    }
+    entry->agent_id = agent_id;
+    niceapp_struct **const place = place_of(glob, agent_id);
+    entry->next = *place;
+    *place = entry;
+    return entry;
+}
+
+}  // namespace ravelo

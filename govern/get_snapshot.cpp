@@ -1,0 +1,199 @@
+#include "govern/get_snapshot.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <limits>
+
+#include "daemon/memory.h"
+#include "daemon/result.h"
+#include "govern/sql_codes.h"
+#include "log/report.h"
+#include "log/text.h"
+
+namespace ravelo {
+namespace {
+
+constexpr int monitor_version = 3;
+constexpr uint32_t switch_on = 1;
+constexpr uint32_t switch_unchanged = 2;
+constexpr size_t uow_group = 0;
+constexpr size_t statement_group = 1;
+
+int32_t fail_call(glob_struct *glob, location where, const char *op_name, int code) {
+    report_error(glob, where, message::monitor_call_failed,
+                 {op_name, decimal(glob->msg_token, code),
+                  decimal(glob->msg_token2, glob->api_sqlca.sqlcode)});
+    return result::monitor;
+}
+
+// Turns on the monitor switches that the rules need.
+int32_t turn_on_switches(glob_struct *glob) {
+    std::array<switch_group, 7> groups{};
+    for (switch_group &group : groups)
+        group.input_state = switch_unchanged;
+    if (glob->uow_limit_used != 0)
+        groups[uow_group].input_state = switch_on;
+    if (glob->stmt_info_used != 0)
+        groups[statement_group].input_state = switch_on;
+    const int code =
+        dbm_monitor_switches(monitor_version, nullptr, groups.data(), &glob->api_sqlca);
+    if (code != 0) {
+        (void)std::snprintf(glob->msg_text, message_size, "DBMSWITCH: RC = %d SQLCODE = %d", code,
+                            glob->api_sqlca.sqlcode);  // always fits
+        report_error_text(glob, location::switches_call);
+        return result::monitor;
+    }
+    if (glob->api_sqlca.sqlcode != sql_code::ok) {
+        const int32_t mapped = map_snap_sqlcode(glob, "DBMSWITCH", location::switches_code);
+        if (mapped != result::no_snapshot)
+            return mapped;
+        if (glob->db_available == 0)
+            return result::no_snapshot;
+    } else {
+        glob->db_available = 1;
+    }
+    const bool uow_off = glob->uow_limit_used != 0 && groups[uow_group].output_state == 0;
+    const bool stmt_off = glob->stmt_info_used != 0 && groups[statement_group].output_state == 0;
+    if (uow_off || stmt_off) {
+        report_error(glob, location::switches_off, message::switches_off);
+        return result::monitor;
+    }
+    return result::ok;
+}
+
+// Asks for the size that a snapshot needs. An estimate of 0 leaves need_size_estimate set.
+int32_t estimate_size(glob_struct *glob) {
+    if (glob->debug_level >= 1) {
+        const int32_t logged = report_event(glob, record_type::debug, message::size_estimated);
+        if (logged != result::ok)
+            return logged;
+    }
+    const int code = dbm_snapshot_size(monitor_version, nullptr, glob->snap_req,
+                                       &glob->snap_buf_size, &glob->api_sqlca);
+    if (code != 0)
+        return fail_call(glob, location::size_call, "DBMSNAPSIZE", code);
+    if (glob->api_sqlca.sqlcode != sql_code::ok)
+        return map_snap_sqlcode(glob, "DBMSNAPSIZE", location::size_code);
+    if (glob->snap_buf_size != 0)
+        glob->need_size_estimate = 0;
+    return result::ok;
+}
+
+int32_t fail_buffer(glob_struct *glob, int code) {
+    report_error(glob, location::buffer_allocate, message::buffer_or_force_failed,
+                 {decimal(glob->msg_token, code)});
+    return result::memory;
+}
+
+// Allocates a snapshot buffer with some room above snap_buf_size, which becomes its size.
+int32_t allocate_buffer(glob_struct *glob) {
+    const uint64_t size = glob->snap_buf_size;
+    const uint64_t roomy = size + size / 10 + 4096;
+    if (roomy > std::numeric_limits<uint32_t>::max())
+        return fail_buffer(glob, ENOMEM);  // more than the interface can say
+    glob->snap_buf_size = static_cast<uint32_t>(roomy);
+    if (glob->debug_level >= 1) {
+        const int32_t logged =
+            report_event(glob, record_type::debug, message::buffer_allocated,
+                         {unsigned_decimal(glob->msg_token, glob->snap_buf_size)});
+        if (logged != result::ok)
+            return logged;
+    }
+    void *block = nullptr;
+    const int code = allocate_memory(glob->snap_buf_size, &block);
+    if (code != 0)
+        return fail_buffer(glob, code);
+    glob->snap_buf = static_cast<unsigned char *>(block);
+    return result::ok;
+}
+
+// Gives the buffer up for one of twice its size.
+int32_t double_buffer(glob_struct *glob) {
+    if (glob->debug_level >= 1) {
+        const int32_t logged = report_event(glob, record_type::debug, message::buffer_too_small);
+        if (logged != result::ok)
+            return logged;
+    }
+    release_memory(glob->snap_buf);
+    glob->snap_buf = nullptr;
+    if (glob->snap_buf_size > std::numeric_limits<uint32_t>::max() / 2)
+        return fail_buffer(glob, ENOMEM);
+    glob->snap_buf_size *= 2;
+    return result::ok;
+}
+
+// Calls the snapshot operation. *too_small: the buffer was, and nothing has been taken.
+int32_t take_snapshot(glob_struct *glob, bool *too_small) {
+    if (glob->debug_level >= 4) {
+        const int32_t logged =
+            report_event(glob, record_type::debug, message::buffer_size,
+                         {unsigned_decimal(glob->msg_token, glob->snap_buf_size)});
+        if (logged != result::ok)
+            return logged;
+    }
+    const int code = dbm_snapshot(monitor_version, nullptr, glob->snap_req, glob->snap_buf_size,
+                                  glob->snap_buf, &glob->summary, &glob->api_sqlca);
+    if (code != 0)
+        return fail_call(glob, location::snapshot_call, "DBMSNAPSHOT", code);
+    *too_small = glob->api_sqlca.sqlcode == sql_code::buffer_too_small;
+    if (*too_small)
+        return result::ok;
+    if (glob->api_sqlca.sqlcode != sql_code::ok)
+        return map_snap_sqlcode(glob, "DBMSNAPSHOT", location::snapshot_code);
+    glob->db_available = 1;
+    return result::ok;
+}
+
+}  // namespace
+
+int32_t get_snapshot(glob_struct *glob) {
+    if (glob->uow_limit_used != 0 || glob->stmt_info_used != 0) {
+        const int32_t switched = turn_on_switches(glob);
+        if (switched != result::ok)
+            return switched;
+    }
+    if (glob->snap_buf == nullptr && glob->need_size_estimate != 0) {
+        const int32_t estimated = estimate_size(glob);
+        if (estimated != result::ok || glob->need_size_estimate != 0)
+            return estimated;
+    }
+    for (bool too_small = true; too_small;) {
+        int32_t outcome = glob->snap_buf == nullptr ? allocate_buffer(glob) : result::ok;
+        if (outcome == result::ok)
+            outcome = take_snapshot(glob, &too_small);
+        if (outcome == result::ok && too_small)
+            outcome = double_buffer(glob);
+        if (outcome != result::ok)
+            return outcome;
+    }
+    return result::ok;
+}
+
+int32_t map_snap_sqlcode(glob_struct *glob, const char *op_name, location where) {
+    const int32_t code = glob->api_sqlca.sqlcode;
+    const std::string_view code_text = decimal(glob->msg_token, code);
+    if (code > 0) {
+        glob->db_available = 1;
+        if (code == sql_code::no_data)
+            return result::no_snapshot;
+        const int32_t logged =
+            report_warning(glob, where, message::request_warning, {op_name, code_text});
+        return logged == result::ok ? result::no_snapshot : logged;
+    }
+    if (sql_code::is_unreachable(code)) {
+        if (glob->db_available != 0) {
+            const int32_t logged =
+                report_warning(glob, where, message::database_unreachable, {op_name, code_text});
+            if (logged != result::ok)
+                return logged;
+        }
+        glob->db_available = 0;
+        return result::no_snapshot;
+    }
+    glob->db_available = 0;
+    report_error(glob, where, message::request_failed, {op_name, code_text});
+    return result::monitor;
+}
+
+}  // namespace ravelo

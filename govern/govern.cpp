@@ -1,0 +1,174 @@
+#include "govern/govern.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "daemon/clock.h"
+#include "daemon/result.h"
+#include "enforce/check_appl.h"
+#include "enforce/schedule.h"
+#include "govern/get_snapshot.h"
+#include "govern/snapshot_walk.h"
+#include "govern/sweep.h"
+#include "log/report.h"
+#include "log/text.h"
+
+namespace ravelo {
+namespace {
+
+constexpr uint32_t all_applications_of_a_database = 6;
+constexpr uint32_t microseconds = 1000000;
+
+void fill_request(glob_struct *glob) {
+    snapshot_request *const request = glob->snap_req;
+    std::memset(request, 0, glob->snap_req_size);
+    request->num_objects = 1;
+    request->agent_id = 0;
+    request->object_type = all_applications_of_a_database;
+    const std::string_view name = text_of(glob->db_name);
+    name.copy(request->object, sizeof(request->object));
+}
+
+void take_clock(glob_struct *glob) {
+    glob->snap_time = glob->summary.snap_time;
+    tm calendar{};
+    // A 32-bit time always has a local calendar form.
+    if (local_time(static_cast<time_t>(glob->snap_time), &calendar) == 0)
+        glob->snap_hhmm = calendar.tm_hour * 100 + calendar.tm_min;
+}
+
+// Whether this is an accounting pass; if so, the next one is due an accounting interval later.
+bool take_accounting_turn(glob_struct *glob) {
+    if (glob->account_interval == 0 ||
+        glob->snap_time - glob->last_account_time < glob->account_interval)
+        return false;
+    glob->last_account_time = glob->snap_time;
+    return true;
+}
+
+int32_t log_snapshot_figures(glob_struct *glob) {
+    constexpr size_t groups = std::size(decltype(glob->summary.switches){});
+    char states[groups][12];
+    std::string_view tokens[groups];
+    for (size_t i = 0; i < groups; ++i)
+        tokens[i] = unsigned_decimal(states[i], glob->summary.switches[i].switch_state);
+    const int32_t logged =
+        report_event(glob, record_type::debug, message::switch_states,
+                     {tokens[0], tokens[1], tokens[2], tokens[3], tokens[4], tokens[5]});
+    if (logged != result::ok)
+        return logged;
+    return report_event(
+        glob, record_type::debug, message::record_count,
+        {decimal(glob->msg_token, static_cast<int32_t>(glob->summary.num_records))});
+}
+
+uint32_t cpu_seconds(const appl_snapshot *record) {
+    const uint32_t parts = record->user_cpu_us + record->system_cpu_us;
+    return record->user_cpu_s + record->system_cpu_s + parts / microseconds;
+}
+
+// Steps over the record's sub-records and takes its figures. Results: false when one is malformed.
+bool derive_figures(const glob_struct *glob, const appl_snapshot *record, snapshot_bytes &bytes,
+                    addl_appl_info_struct *info) {
+    *info = addl_appl_info_struct{};
+    info->cpu_secs = cpu_seconds(record);
+    const bool halved = info->cpu_secs > glob->interval;
+    const uint32_t sub_records = record->subrec_count;
+    for (uint32_t i = 0; i < sub_records; ++i) {
+        const l_snapshot *statement = nullptr;
+        if (!next_sub_record(bytes, &statement))
+            return false;
+        if (statement == nullptr)
+            continue;
+        const uint32_t weight = halved ? statement->sched_weight >> 1U : statement->sched_weight;
+        const uint32_t start = statement->l_start_time;
+        const bool first = info->l_count++ == 0;
+        info->min_weight = first ? weight : std::min(info->min_weight, weight);
+        info->oldest_start = first ? start : std::min(info->oldest_start, start);
+    }
+    return true;
+}
+
+int32_t log_application_figures(glob_struct *glob, const appl_snapshot *record,
+                                const addl_appl_info_struct &info) {
+    char t[6][12];
+    if (glob->debug_level >= 3) {
+        const int32_t logged = report_event(
+            glob, record_type::debug, message::application_figures,
+            {unsigned_decimal(t[0], record->agent_id), unsigned_decimal(t[1], record->subrec_count),
+             unsigned_decimal(t[2], info.min_weight), unsigned_decimal(t[3], info.oldest_start),
+             unsigned_decimal(t[4], info.cpu_secs), unsigned_decimal(t[5], info.l_count)});
+        if (logged != result::ok)
+            return logged;
+    }
+    if (glob->debug_level < 4)
+        return result::ok;
+    return report_event(
+        glob, record_type::debug, message::application_figures,
+        {unsigned_decimal(t[0], record->user_cpu_s), unsigned_decimal(t[1], record->system_cpu_s),
+         unsigned_decimal(t[2], record->user_cpu_us),
+         unsigned_decimal(t[3], record->system_cpu_us)});
+}
+
+// How a part of the pass ended: a failure of sweep_first is one of a DEBUG record.
+struct outcome {
+    int32_t code;
+    bool sweep_first;
+};
+
+int32_t fail_malformed(glob_struct *glob) {
+    report_error(glob, location::govern_malformed, message::snapshot_malformed);
+    return result::monitor;
+}
+
+outcome evaluate_applications(glob_struct *glob, int32_t account_due) {
+    snapshot_bytes bytes{glob->snap_buf, glob->snap_buf != nullptr ? glob->snap_buf_size : 0};
+    const uint32_t records = glob->summary.num_records;
+    for (uint32_t i = 0; i < records; ++i) {
+        const appl_snapshot *record = nullptr;
+        addl_appl_info_struct info{};
+        if (!next_application(bytes, &record) || !derive_figures(glob, record, bytes, &info))
+            return {fail_malformed(glob), false};
+        const int32_t logged = log_application_figures(glob, record, info);
+        if (logged != result::ok)
+            return {logged, true};
+        const int32_t checked = check_appl(glob, record, &info, account_due);
+        if (checked != result::ok)
+            return {checked, false};
+    }
+    return {schedule(glob), false};
+}
+
+outcome evaluate_snapshot(glob_struct *glob, int32_t account_due) {
+    if (glob->debug_level >= 2) {
+        const int32_t logged = log_snapshot_figures(glob);
+        if (logged != result::ok)
+            return {logged, true};
+    }
+    return evaluate_applications(glob, account_due);
+}
+
+}  // namespace
+
+int32_t govern(glob_struct *glob) {
+    fill_request(glob);
+    const int32_t taken = get_snapshot(glob);
+    if (taken != result::ok && glob->debug_level >= 1)
+        (void)report_event(glob, record_type::debug, message::snapshot_result,
+                           {decimal(glob->msg_token, taken)});  // the snapshot's result decides
+    if (taken == result::no_snapshot) {
+        sweep(glob, true);
+        return result::ok;
+    }
+    if (taken != result::ok)
+        return taken;
+    take_clock(glob);
+    const bool accounting = take_accounting_turn(glob);
+    const outcome evaluated = evaluate_snapshot(glob, accounting ? 1 : 0);
+    if (evaluated.code == result::ok || evaluated.sweep_first)
+        sweep(glob, accounting);
+    return evaluated.code;
+}
+
+}  // namespace ravelo
