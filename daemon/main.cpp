@@ -1,0 +1,12 @@
+// ravelod, the governor daemon: holds every application connected to a database against the rules
+// of its configuration file.
+#include "daemon/command_line.h"
+#include "daemon/files.h"
+#include "daemon/result.h"
+
+int main(int argc, char **argv) {
+    static ravelo::glob_struct glob;
+    if (ravelo::guard_standard_streams() != 0)
+        return ravelo::result::file;
+    return ravelo::run_command(&glob, {argv, static_cast<size_t>(argc)});
+}

@@ -1,0 +1,14 @@
+// The daemon's cycles: stop request, configuration, governing pass, sleep.
+#pragma once
+
+#include <cstdint>
+
+#include "daemon/glob_struct.h"
+
+namespace ravelo {
+
+// Runs cycles until a stop request is seen or something fails. *stop_requested: it was the request.
+// Results, each failure reported: 0 stopped; otherwise the failure's result.
+[[nodiscard]] int32_t main_loop(glob_struct *glob, bool *stop_requested);
+
+}  // namespace ravelo

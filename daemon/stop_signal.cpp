@@ -1,0 +1,89 @@
+#include "daemon/stop_signal.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <poll.h>
+
+#include "daemon/files.h"
+
+namespace ravelo {
+namespace {
+
+// A signal handler has no argument of its own, so the two names stand here.
+const char *status_name = nullptr;
+const char *stop_name = nullptr;
+
+extern "C" void make_stop_request(int /*signal*/) {
+    const int saved = errno;
+    // A rename that fails changes nothing: the daemon goes on, and so does its status file.
+    (void)std::rename(status_name, stop_name);
+    errno = saved;
+}
+
+int install(int signal, void (*handler)(int), int flags) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    if (sigemptyset(&action.sa_mask) != 0 || sigaction(signal, &action, nullptr) != 0)
+        return errno;
+    return 0;
+}
+
+timespec monotonic_now() {
+    timespec now{};
+    (void)clock_gettime(CLOCK_MONOTONIC, &now);  // can't fail with a valid clock
+    return now;
+}
+
+int64_t milliseconds_between(const timespec &from, const timespec &to) {
+    return (to.tv_sec - from.tv_sec) * INT64_C(1000) + (to.tv_nsec - from.tv_nsec) / 1000000;
+}
+
+}  // namespace
+
+int hold_stop_signals() {
+    sigset_t held;
+    if (sigemptyset(&held) != 0)
+        return errno;
+    for (const int signal : {SIGTERM, SIGINT, SIGPIPE})
+        if (sigaddset(&held, signal) != 0)
+            return errno;
+    return sigprocmask(SIG_BLOCK, &held, nullptr) == 0 ? 0 : errno;
+}
+
+int install_stop_handler(const glob_struct *glob) {
+    status_name = glob->status_file_name;
+    stop_name = glob->stop_file_name;
+    const int code = install(SIGTERM, make_stop_request, 0);
+    return code != 0 ? code : install(SIGINT, make_stop_request, 0);
+}
+
+int install_trace_handler() {
+    return install(trace_signal, dbm_trace_handler, SA_RESTART);
+}
+
+void sleep_milliseconds(const glob_struct *glob, uint64_t milliseconds) {
+    sigset_t asleep;
+    if (sigprocmask(SIG_SETMASK, nullptr, &asleep) != 0)
+        return;
+    (void)sigdelset(&asleep, SIGTERM);  // valid signals of a valid set
+    (void)sigdelset(&asleep, SIGINT);
+    const timespec begun = monotonic_now();
+    for (;;) {
+        const int64_t left =
+            static_cast<int64_t>(milliseconds) - milliseconds_between(begun, monotonic_now());
+        if (left <= 0)
+            return;
+        const timespec timeout{static_cast<time_t>(left / 1000),
+                               static_cast<long>(left % 1000) * 1000000};
+        // Signals get through only in this call, so none can slip in before it.
+        if (ppoll(nullptr, 0, &timeout, &asleep) == 0 || errno != EINTR)
+            return;
+        if (file_exists(glob->stop_file_name))
+            return;
+    }
+}
+
+}  // namespace ravelo
