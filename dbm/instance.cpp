@@ -1,0 +1,123 @@
+#include "dbm/instance.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "dbm/codes.h"
+#include "dbm/files.h"
+
+namespace dbm {
+
+namespace {
+
+constexpr const char *default_directory = "/var/lib/ravelo";
+constexpr mode_t tmp_mode = 0770;
+
+std::optional<instance> the_instance;
+
+instance read_instance() {
+    instance loaded;
+    const char *const given = std::getenv("DBM_INSTANCE");
+    loaded.directory = given != nullptr && *given != '\0' ? given : default_directory;
+    if (loaded.directory.front() != '/') {
+        // start and stop may be called from different directories but must meet in one.
+        std::string absolute;
+        loaded.resolve_error = resolve_path(loaded.directory, absolute);
+        if (loaded.resolve_error == 0)
+            loaded.directory = std::move(absolute);
+    }
+    loaded.conf_problem = read_settings(instance_file(loaded, "instance.conf"), loaded.conf);
+    return loaded;
+}
+
+// 0 when path is a directory, not a link to one, that not everyone can write to.
+int check_tmp(const std::string &path) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0)
+        return errno;
+    if (!S_ISDIR(status.st_mode))
+        return code::tmp_not_directory;
+    return (status.st_mode & S_IWOTH) != 0 ? code::tmp_open_to_all : 0;
+}
+
+}  // namespace
+
+instance &current_instance() {
+    if (!the_instance)
+        load_instance();
+    return *the_instance;
+}
+
+void load_instance() {
+    the_instance = read_instance();
+}
+
+int check_directory(const instance &which) {
+    if (which.resolve_error != 0)
+        return which.resolve_error;
+    if (which.directory.size() >= instance_path_room)
+        return ENAMETOOLONG;
+    struct stat status = {};
+    if (stat(which.directory.c_str(), &status) != 0)
+        return errno;
+    return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+}
+
+int prepare_tmp(const instance &which) {
+    const std::string path = tmp_directory(which);
+    const int problem = check_tmp(path);
+    if (problem != ENOENT)
+        return problem;
+    if (mkdir(path.c_str(), tmp_mode) != 0)
+        return errno == EEXIST ? check_tmp(path) : errno;  // another process was faster
+    // The umask may have taken something away. Through a descriptor, so that nothing put in its
+    // place gets the mode.
+    const file_guard made(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!made.is_open() || fchmod(made.get(), tmp_mode) != 0)
+        return errno;
+    return 0;
+}
+
+bool may_govern(const instance &which) {
+    const uid_t user = geteuid();
+    if (user == 0)
+        return true;
+    struct stat status = {};
+    if (check_directory(which) != 0 || stat(which.directory.c_str(), &status) != 0)
+        return false;
+    if (status.st_uid == user || status.st_gid == getegid())
+        return true;
+    const int count = getgroups(0, nullptr);
+    std::vector<gid_t> groups(count > 0 ? static_cast<size_t>(count) : 0);
+    const int got = getgroups(count > 0 ? count : 0, groups.data());
+    if (got <= 0)
+        return false;
+    return std::find(groups.begin(), groups.begin() + got, status.st_gid) != groups.begin() + got;
+}
+
+std::string instance_file(const instance &which, std::string_view name) {
+    std::string path = which.directory;
+    path += '/';
+    path += name;
+    return path;
+}
+
+std::string tmp_directory(const instance &which) {
+    return instance_file(which, "tmp");
+}
+
+std::string tmp_file(const instance &which, std::string_view name) {
+    std::string path = tmp_directory(which);
+    path += '/';
+    path += name;
+    return path;
+}
+
+}  // namespace dbm

@@ -1,0 +1,45 @@
+// The instance: its directory, its tmp directory, its settings and who may govern it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "dbm/instance_conf.h"
+#include "dbm/outcome.h"
+
+namespace dbm {
+
+// Bytes that an instance path may take with its terminator.
+constexpr size_t instance_path_room = 255;
+
+struct instance {
+    std::string directory;  // $DBM_INSTANCE or /var/lib/ravelo; absolute where it could be resolved
+    int resolve_error = 0;  // why a relative path could not be made absolute
+    settings conf;
+    outcome conf_problem;  // what an attach answers because of instance.conf
+};
+
+// The process's one instance, loaded at its first use. May throw bad_alloc.
+[[nodiscard]] instance &current_instance();
+
+// Loads it anew from the environment and instance.conf. May throw bad_alloc.
+void load_instance();
+
+// Whether the instance directory can be used: 0, ENOENT, ENOTDIR, ENAMETOOLONG or what the system
+// says.
+[[nodiscard]] int check_directory(const instance &which);
+
+// Makes sure that there is a tmp directory which not everyone can write to; one that is missing is
+// made with mode 0770. Results: 0, a system error number, code::tmp_open_to_all or
+// code::tmp_not_directory. May throw bad_alloc.
+[[nodiscard]] int prepare_tmp(const instance &which);
+
+// Whether the invoking user may govern: root, the directory's owner or a member of its group.
+[[nodiscard]] bool may_govern(const instance &which);
+
+// The path of a file in the instance directory or in its tmp directory. May throw bad_alloc.
+[[nodiscard]] std::string instance_file(const instance &which, std::string_view name);
+[[nodiscard]] std::string tmp_directory(const instance &which);
+[[nodiscard]] std::string tmp_file(const instance &which, std::string_view name);
+
+}  // namespace dbm

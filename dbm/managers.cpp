@@ -1,0 +1,30 @@
+#include <algorithm>
+
+#include "dbm/embedded/embedded_manager.h"
+#include "dbm/manager.h"
+
+namespace dbm {
+
+namespace {
+
+constexpr std::array<const manager *, 1> managers = {&embedded::shape};
+
+}  // namespace
+
+const manager *find_manager(std::string_view name) {
+    const auto *const found = std::find_if(managers.begin(), managers.end(),
+                                           [&](const manager *m) { return m->name == name; });
+    return found != managers.end() ? *found : nullptr;
+}
+
+std::string manager_names() {
+    std::string names;
+    for (const manager *const each : managers) {
+        if (!names.empty())
+            names += ", ";
+        names += each->name;
+    }
+    return names;
+}
+
+}  // namespace dbm

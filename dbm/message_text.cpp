@@ -1,0 +1,208 @@
+#include "dbm/message_text.h"
+
+#include <array>
+#include <charconv>
+
+#include "dbm/code_words.h"
+#include "dbm/fields.h"
+#include "dbm/instance.h"
+#include "dbm/message_tokens.h"
+
+namespace dbm {
+
+namespace {
+
+// Text being written to a buffer of fixed size. Never writes its last byte, the terminator's.
+struct text_writer {
+    std::span<char> out;
+    size_t used = 0;
+    bool cut = false;
+};
+
+void add(text_writer &writer, std::string_view text) {
+    for (const char c : text) {
+        if (writer.used + 1 >= writer.out.size()) {
+            writer.cut = true;
+            return;
+        }
+        const auto byte = static_cast<unsigned char>(c);
+        writer.out[writer.used++] = byte < 0x20 || byte == 0x7F ? ' ' : c;
+    }
+}
+
+void add_number(text_writer &writer, int64_t number) {
+    std::array<char, 24> digits = {};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    add(writer, {digits.data(), static_cast<size_t>(end - digits.data())});
+}
+
+// Takes away a character whose last bytes were cut off.
+void drop_partial_character(text_writer &writer) {
+    constexpr size_t longest_character = 4;
+    for (size_t back = 1; back < longest_character && back <= writer.used; ++back) {
+        const auto byte = static_cast<unsigned char>(writer.out[writer.used - back]);
+        if (byte < 0x80)
+            return;
+        if (byte < 0xC0)
+            continue;
+        const size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
+        if (length > back)
+            writer.used -= back;
+        return;
+    }
+}
+
+size_t finish(text_writer &writer) {
+    if (writer.cut)
+        drop_partial_character(writer);
+    writer.out[writer.used] = '\0';
+    return writer.used;
+}
+
+std::string_view token(const message_view &message, size_t number) {
+    return number >= 1 && number <= message.count ? message.tokens[number - 1] : std::string_view();
+}
+
+void add_error(text_writer &writer, std::string_view text) {
+    add(writer, text);
+    int number = 0;
+    if (!parse_number(text, number))
+        return;
+    const code_words known = words_of_error(number);
+    if (known.words.empty())
+        return;
+    add(writer, " (");
+    add(writer, known.name);
+    add(writer, known.name.empty() ? "" : ", ");
+    add(writer, known.words);
+    add(writer, ")");
+}
+
+void add_sqlcode(text_writer &writer, std::string_view text) {
+    add(writer, text);
+    int number = 0;
+    if (!parse_number(text, number))
+        return;
+    const std::string_view words = words_of_sqlcode(number);
+    if (words.empty())
+        return;
+    add(writer, " (");
+    add(writer, words);
+    add(writer, ")");
+}
+
+void add_instance(text_writer &writer) {
+    try {
+        add(writer, current_instance().directory);
+    } catch (...) {
+        add(writer, "the instance directory");
+    }
+}
+
+// Puts in what a placeholder in braces means. False: none that is known.
+bool add_named(text_writer &writer, std::string_view name, const message_view &message) {
+    if (name == "instance") {
+        add_instance(writer);
+        return true;
+    }
+    const size_t blank = name.find(' ');
+    const std::string_view kind = name.substr(0, blank);
+    size_t number = 0;
+    if (blank == std::string_view::npos || !parse_number(name.substr(blank + 1), number) ||
+        number < 1 || number > most_tokens)
+        return false;
+    if (kind == "error") {
+        add_error(writer, token(message, number));
+    } else if (kind == "sql") {
+        add_sqlcode(writer, token(message, number));
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// Puts in the placeholder at the start of text and returns its length; 0: it is none.
+size_t add_placeholder(text_writer &writer, std::string_view text, const message_view &message) {
+    if (text.size() >= 3 && text[1] == '1' && (text[2] == '0' || text[2] == '1')) {
+        add(writer, token(message, text[2] == '0' ? 10 : 11));
+        return 3;
+    }
+    if (text.size() >= 2 && text[1] >= '1' && text[1] <= '9') {
+        add(writer, token(message, static_cast<size_t>(text[1] - '0')));
+        return 2;
+    }
+    const size_t end = text.find('}');
+    if (text.size() >= 2 && text[1] == '{' && end != std::string_view::npos &&
+        add_named(writer, text.substr(2, end - 2), message))
+        return end + 1;
+    return 0;
+}
+
+void add_catalog_text(text_writer &writer, std::string_view text, const message_view &message) {
+    while (!text.empty() && !writer.cut) {
+        const size_t percent = text.find('%');
+        add(writer, text.substr(0, percent));
+        if (percent == std::string_view::npos)
+            return;
+        text.remove_prefix(percent);
+        size_t taken = add_placeholder(writer, text, message);
+        if (taken == 0) {
+            // A doubled sign stays together: what follows it is no placeholder.
+            taken = text.starts_with("%%") ? 2 : 1;
+            add(writer, text.substr(0, taken));
+        }
+        text.remove_prefix(taken);
+    }
+}
+
+void add_bare_message(text_writer &writer, catalog_name which, int32_t number,
+                      const message_view &message) {
+    add(writer, which == catalog_name::daemon ? "Message " : "SQL code ");
+    add_number(writer, number);
+    for (size_t i = 0; i < message.count; ++i) {
+        add(writer, i == 0 ? ": " : ", ");
+        add(writer, message.tokens[i]);
+    }
+}
+
+std::string_view text_for(catalog_name which, int32_t sqlcode) {
+    const auto value = static_cast<uint32_t>(sqlcode);
+    const bool negative = sqlcode < 0;
+    if (negative && which == catalog_name::daemon)
+        return {};
+    try {
+        return catalog_message(which, negative ? 0 - value : value);
+    } catch (...) {
+        return {};  // without memory for the catalogs the message is shown bare
+    }
+}
+
+}  // namespace
+
+size_t write_message(std::span<char> buffer, catalog_name which, const sqlca &ca) noexcept {
+    if (buffer.empty())
+        return 0;
+    const message_view message = message_of(ca);
+    if (message.text)
+        return write_plain(buffer, *message.text);
+    text_writer writer = {buffer};
+    const std::string_view text = text_for(which, ca.sqlcode);
+    if (text.empty()) {
+        add_bare_message(writer, which, ca.sqlcode, message);
+    } else {
+        add_catalog_text(writer, text, message);
+        if (text.ends_with('\n') && !writer.cut)
+            writer.out[writer.used - 1] = '\n';
+    }
+    return finish(writer);
+}
+
+size_t write_plain(std::span<char> buffer, std::string_view text) noexcept {
+    if (buffer.empty())
+        return 0;
+    text_writer writer = {buffer};
+    add(writer, text);
+    return finish(writer);
+}
+
+}  // namespace dbm
