@@ -1,0 +1,52 @@
+# One word each: see the README. CMake does the work; BUILD names another build directory.
+BUILD ?= build
+JOBS ?= $(shell nproc)
+
+.PHONY: all build deps demo test asan clang bench lint format install clean
+
+all: build
+
+build:
+	@cmake -S . -B $(BUILD) $(CMAKE_FLAGS) > $(BUILD).log 2>&1 || { cat $(BUILD).log; exit 1; }
+	@rm -f $(BUILD).log
+	@cmake --build $(BUILD) -j $(JOBS)
+
+# Installs with apt-get what of the build's and the tests' needs is missing.
+deps:
+	@packaging/install-dependencies.sh
+
+# Governs the recorded workload in examples/orders and shows what is done about it.
+demo: deps
+	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF" BUILD=build
+	@examples/demo.sh build
+
+test: deps
+	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
+	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# The tests under AddressSanitizer (with leak checking) and UBSan.
+asan: deps
+	@$(MAKE) --no-print-directory build BUILD=build-asan CMAKE_FLAGS="-DRAVELO_SANITIZE=ON -DRAVELO_BENCH=OFF"
+	@ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+
+# The tests, built by clang++.
+clang: deps
+	@CXX=clang++ $(MAKE) --no-print-directory build BUILD=build-clang CMAKE_FLAGS="-DRAVELO_BENCH=OFF"
+	@ctest --test-dir build-clang --output-on-failure -j $(JOBS)
+
+bench: deps
+	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=OFF -DRAVELO_BENCH=ON -DCMAKE_BUILD_TYPE=Release" BUILD=build-bench
+	@build-bench/ravelo_bench
+
+lint: build
+	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
+	@git ls-files -co --exclude-standard '*.cpp' | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p $(BUILD)
+
+format:
+	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format -i
+
+install: build
+	@cmake --install $(BUILD)
+
+clean:
+	@rm -rf build build-asan build-clang build-bench
