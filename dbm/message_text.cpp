@@ -105,6 +105,12 @@ bool add_named(text_writer &writer, std::string_view name, const message_view &m
         add_instance(writer);
         return true;
     }
+    if (name == "newline") {
+        add(writer, " ");
+        if (!writer.cut)
+            writer.out[writer.used - 1] = '\n';
+        return true;
+    }
     const size_t blank = name.find(' ');
     const std::string_view kind = name.substr(0, blank);
     size_t number = 0;
@@ -191,8 +197,6 @@ size_t write_message(std::span<char> buffer, catalog_name which, const sqlca &ca
         add_bare_message(writer, which, ca.sqlcode, message);
     } else {
         add_catalog_text(writer, text, message);
-        if (text.ends_with('\n') && !writer.cut)
-            writer.out[writer.used - 1] = '\n';
     }
     return finish(writer);
 }

@@ -6,6 +6,7 @@
 //                 permission denied)"
 //   %{sql N}      token N is an SQL code: "-1224 (the database manager or the agent is gone)"
 //   %{instance}   the instance directory
+//   %{newline}    a line break, for a text that others follow on standard output
 // Everything else is copied as it stands, also "%s" and "%%". What was put in is not scanned again.
 #pragma once
 

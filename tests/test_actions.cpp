@@ -1,0 +1,311 @@
+// What is done to the applications that break a rule, as the database manager sees it.
+#include <algorithm>
+#include <gtest/gtest.h>
+
+#include "tests/harness.h"
+
+namespace ravelo::test {
+namespace {
+
+// Value of a field of a journal line.
+std::string field(const std::string &line, const std::string &name) {
+    const size_t at = line.find(" " + name + "=");
+    if (at == std::string::npos)
+        return "";
+    const size_t begin = at + name.size() + 2;
+    return line.substr(begin, line.find(' ', begin) - begin);
+}
+
+// The calls of a journal, short: "force 7", "priority 7 10".
+Lines calls(const TempInstance &instance) {
+    Lines all;
+    for (const std::string &line : instance.journal()) {
+        std::string call = field(line, "operation") + " " + field(line, "agent_id");
+        if (field(line, "operation") == "priority")
+            call += " " + field(line, "priority");
+        all.push_back(call);
+    }
+    return all;
+}
+
+// Runs passes over a recording and stops by request.
+void govern(const TempInstance &instance, const std::string &rules, const Recording &played,
+            int passes, const Options &options = {}) {
+    instance.config("dbname sample; interval 10; " + rules);
+    instance.recording(played);
+    Daemon daemon(instance, options);
+    ASSERT_TRUE(daemon.passes(passes));
+    EXPECT_EQ(daemon.stop().status, 0);
+}
+
+App busy(uint32_t agent_id, const std::string &applname = "tool") {
+    return {.agent_id = agent_id,
+            .applname = applname,
+            .appl_id = "id" + std::to_string(agent_id),
+            .authid = "JOE",
+            .cpu = 60,
+            .aux = 99};
+}
+
+TEST(Force, HitsTheOffenderOnceAndNotItsNeighbour) {
+    const TempInstance instance;
+    Recording played;
+    for (uint32_t time = 1000; time < 1030; time += 10)
+        played.snapshot(time).app(busy(7)).app(busy(8, "other"));
+    govern(instance, "applname tool setlimit cpu 60 action force;", played, 3);
+    EXPECT_EQ(of_type(instance.log(), "FORCE"), Lines{"FORCE #1088|tool|JOE|id7|99|1|#1082|60"});
+    EXPECT_EQ(calls(instance), Lines{"force 7"});
+    EXPECT_EQ(field(instance.journal()[0], "sqlcode"), "0");
+}
+
+TEST(Force, ToldApartByItsAnswer) {
+    struct Case {
+        std::string outcome;
+        Lines records;
+        int status;
+    };
+    for (const Case &one : {
+             Case{"sqlcode=1230", {}, 0},
+             Case{"sqlcode=5", {"WARNING (11030) #101|7|5"}, 0},
+             Case{"sqlcode=-5", {"ERROR (11020) #1049|7|-5"}, 248},
+         }) {
+        SCOPED_TRACE(one.outcome);
+        const TempInstance instance;
+        instance.config("dbname sample; setlimit cpu 60 action force;");
+        instance.recording(Recording()
+                               .line("result operation=force call=1 " + one.outcome)
+                               .snapshot(1000)
+                               .app(busy(7)));
+        Daemon daemon(instance);
+        EXPECT_EQ(daemon.pass(), one.status == 0);
+        EXPECT_EQ(one.status == 0 ? daemon.stop().status : daemon.wait_exit().status, one.status);
+        Lines records = of_type(instance.log(), "WARNING");
+        const Lines errors = of_type(instance.log(), "ERROR");
+        records.insert(records.end(), errors.begin(), errors.end());
+        EXPECT_EQ(records, one.records);
+    }
+}
+
+TEST(Priority, IsSetOnceAndGivenBackAtTheEnd) {
+    const TempInstance instance;
+    Recording played;
+    for (uint32_t time = 1000; time < 1050; time += 10)
+        played.snapshot(time).app(busy(7)).app(busy(42)).app(busy(3)).app(busy(8, "other"));
+    govern(instance, "applname tool setlimit cpu 60 action priority 5;", played, 5);
+    EXPECT_EQ(of_type(instance.log(), "NICE").size(), 3U);
+    EXPECT_EQ(calls(instance), (Lines{"priority 7 5", "priority 42 5", "priority 3 5",
+                                      "priority 42 0", "priority 7 0", "priority 3 0"}));
+}
+
+TEST(Priority, FollowsTheDecidingRule) {
+    const TempInstance instance;
+    App app = busy(7);
+    Recording played;
+    played.snapshot(1000).app(app);
+    app.locks = 1000;
+    played.snapshot(1010).app(app);
+    app.locks = 0;
+    app.cpu = 0;  // no rule is broken: the record goes, the priority stays
+    played.snapshot(1020).app(app);
+    app.cpu = 60;
+    played.snapshot(1030).app(app);
+    govern(instance, "setlimit cpu 60;\n setlimit locks 9 action priority -5;", played, 4);
+    EXPECT_EQ(of_type(instance.log(), "NICE"), (Lines{"NICE #1077|tool|JOE|id7|10|1|#1082|60",
+                                                      "NICE #1077|tool|JOE|id7|-5|2|#1083|1000",
+                                                      "NICE #1077|tool|JOE|id7|10|1|#1082|60"}));
+    EXPECT_EQ(calls(instance),
+              (Lines{"priority 7 10", "priority 7 -5", "priority 7 10", "priority 7 0"}));
+}
+
+TEST(Priority, OfAnAgentThatIsGoneIsNoFailure) {
+    const TempInstance instance;
+    Recording played;
+    played.line("result operation=priority call=1 sqlcode=-1224")
+        .line("result operation=priority call=2 sqlcode=-1032")
+        .snapshot(1000)
+        .app(busy(7))
+        .app(busy(8));
+    govern(instance, "setlimit cpu 60;", played, 1);
+    EXPECT_EQ(of_type(instance.log(), "ERROR"), Lines{});
+}
+
+TEST(Priority, ThatIsRefusedEndsTheDaemonButNotTheCleanUp) {
+    const TempInstance instance;
+    instance.config("dbname sample; setlimit cpu 60;");
+    Recording played;
+    played
+        .line("result operation=priority call=3 sqlcode=-7")  // set
+        .line("result operation=priority call=5 sqlcode=-8")  // given back
+        .snapshot(1000);
+    for (uint32_t agent = 1; agent <= 4; ++agent)
+        played.app(busy(agent));
+    instance.recording(played);
+    Daemon daemon(instance);
+    EXPECT_EQ(daemon.wait_exit().status, 247);
+    EXPECT_EQ(of_type(instance.log(), "ERROR"),
+              (Lines{"ERROR (10080) #1022|-7", "ERROR (22040) #1022|-8"}));
+    EXPECT_EQ(calls(instance), (Lines{"priority 1 10", "priority 2 10", "priority 3 10",
+                                      "priority 3 0", "priority 2 0", "priority 1 0"}));
+    EXPECT_FALSE(std::filesystem::exists(instance.status_file()));
+}
+
+// Members with their figures: who refers to whom, since when and with which weight.
+struct Member {
+    uint32_t agent_id, weight, start, ref = 0;
+};
+
+Recording &add(Recording &played, const std::vector<Member> &members, const std::string &name) {
+    for (const Member &member : members) {
+        App app = busy(member.agent_id, name);
+        app.ref = member.ref;
+        played.app(app).statement(member.weight, member.start);
+    }
+    return played;
+}
+
+TEST(Schedule, SharesOutTheGoodPriorities) {
+    struct Case {
+        int members;
+        std::map<std::string, int> priorities;  // how many get each
+    };
+    for (const Case &one : {Case{1, {{"0", 1}}}, Case{4, {{"0", 3}, {"5", 1}}},
+                            Case{12, {{"0", 3}, {"5", 3}, {"10", 3}, {"20", 3}}}}) {
+        SCOPED_TRACE(one.members);
+        const TempInstance instance;
+        Recording played;
+        for (const uint32_t time : {1000U, 1010U}) {
+            played.snapshot(time);
+            for (int i = 1; i <= one.members; ++i)
+                add(played, {{static_cast<uint32_t>(i), 10, 900}}, "tool");
+        }
+        govern(instance, "setlimit cpu 1 action schedule;", played, 2);
+        std::map<std::string, int> counted;
+        Lines made = calls(instance);
+        made.resize(static_cast<size_t>(one.members));  // the second pass changes nothing
+        for (const std::string &call : made)
+            ++counted[call.substr(call.rfind(' ') + 1)];
+        EXPECT_EQ(counted, one.priorities);
+        EXPECT_EQ(instance.journal().size(), 2U * static_cast<size_t>(one.members));
+        EXPECT_EQ(of_type(instance.log(), "SCHEDGRP").size(), static_cast<size_t>(one.members));
+    }
+}
+
+TEST(Schedule, RanksByReferencesAgeAndWeight) {
+    const TempInstance instance;
+    Recording played;
+    // 2 is referred to, 4 the oldest, 3 the lightest; then come 5, which joined last, and 1 by age.
+    std::vector<Member> members{
+        {1, 50, 800}, {2, 60, 900}, {3, 10, 950, 2}, {4, 70, 700}, {5, 50, 990}};
+    add(played.snapshot(1000), members, "tool");
+    members[1].ref = members[2].ref = 1;  // and then 1 is referred to: 2 and 1 change places
+    add(played.snapshot(1010), members, "tool");
+    govern(instance, "setlimit cpu 1 action schedule class;", played, 2);
+    Lines made = calls(instance);
+    made.resize(7);  // before the end
+    EXPECT_EQ(made, (Lines{"priority 5 5", "priority 4 0", "priority 3 0", "priority 2 0",
+                           "priority 1 5", "priority 2 5", "priority 1 0"}));
+}
+
+TEST(Schedule, MovesBetweenGroupsAndLetsGo) {
+    const TempInstance instance;
+    Recording played;
+    add(played.snapshot(1000), {{1, 5, 900}, {2, 5, 900}}, "tool");
+    App app = busy(1);
+    app.locks = 100;  // the second rule's now
+    played.snapshot(1010).app(app).statement(5, 900);
+    played.app(busy(2));  // nothing running: priority 0, but still a member
+    played.snapshot(1020).app(app);
+    add(played, {{2, 5, 900}}, "tool");
+    App quiet = busy(1);
+    quiet.cpu = 0;  // no rule places it any more
+    played.snapshot(1030).app(quiet).app(busy(2)).statement(5, 900);
+    govern(instance, "setlimit cpu 1 action schedule;\n setlimit locks 9 action schedule;", played,
+           4);
+    EXPECT_EQ(
+        of_type(instance.log(), "SCHEDGRP"),
+        (Lines{"SCHEDGRP #1076|tool|JOE|id1|1|#1082|60", "SCHEDGRP #1076|tool|JOE|id2|1|#1082|60",
+               "SCHEDGRP #1076|tool|JOE|id1|2|#1083|100"}));
+    EXPECT_EQ(calls(instance), (Lines{"priority 2 0", "priority 1 0",  // joined
+                                      "priority 1 0",                  // let go
+                                      "priority 2 0"}));               // the end
+}
+
+TEST(Schedule, ReportsPrioritiesThatAreRefused) {
+    const auto records_of = [](const std::string &call) {
+        const TempInstance instance;
+        instance.config("dbname sample; setlimit cpu 1 action schedule;");
+        Recording played;
+        played.line("result operation=priority call=" + call + " sqlcode=-9");
+        add(played.snapshot(1000), {{1, 5, 900}}, "tool");
+        App quiet = busy(1);
+        quiet.cpu = 0;
+        played.snapshot(1010).app(quiet);
+        instance.recording(played);
+        Daemon daemon(instance);
+        daemon.pass();
+        EXPECT_EQ(daemon.wait_exit().status, 247);
+        return of_type(instance.log(), "ERROR");
+    };
+    EXPECT_EQ(records_of("1"), Lines{"ERROR (21030) #1022|-9"});
+    EXPECT_EQ(records_of("2"), Lines{"ERROR (21010) #1022|-9"});
+    EXPECT_EQ(records_of("1-"), (Lines{"ERROR (21030) #1022|-9", "ERROR (22060) #1022|-9"}));
+}
+
+TEST(Reread, GivesPrioritiesBackAndKeepsAccounts) {
+    const TempInstance instance;
+    Recording played;
+    for (const uint32_t time : {1000U, 1010U, 1020U}) {
+        add(played.snapshot(time), {{5, 5, 900}}, "batch");
+        played.app(busy(1)).app(busy(2)).app(busy(3));
+    }
+    instance.config(
+        "dbname sample; interval 10; account 1; applname tool setlimit cpu 1;"
+        "applname batch setlimit cpu 1 action schedule;");
+    instance.recording(played);
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.pass());
+    instance.config("dbname sample; interval 10; account 1;");
+    ASSERT_TRUE(daemon.pass());
+    const Lines made = calls(instance);
+    EXPECT_EQ(Lines(made.begin() + 4, made.end()),
+              (Lines{"priority 3 0", "priority 2 0", "priority 1 0", "priority 5 0"}));
+    EXPECT_EQ(of_type(instance.log(), "READCFG").size(), 2U);
+    ASSERT_TRUE(daemon.pass());  // an unchanged file is not read again
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(of_type(instance.log(), "READCFG").size(), 2U);
+    EXPECT_EQ(of_type(instance.log(), "ACCOUNT").size(), 4U);  // at the first pass only
+    EXPECT_EQ(instance.journal().size(), 8U);
+}
+
+TEST(Reread, EndsTheDaemonWhenTheFileIsBad) {
+    const TempInstance instance;
+    const std::string rules = instance.config("dbname sample; setlimit cpu 1;");
+    instance.recording(Recording().snapshot(1000).app(busy(1)).snapshot(1010));
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.pass());
+    std::filesystem::remove(rules);
+    EXPECT_EQ(daemon.wait_exit().status, 254);
+    EXPECT_EQ(of_type(instance.log(), "ERROR"), Lines{"ERROR (1055) #1023|" + rules + "|2"});
+    EXPECT_EQ(calls(instance), (Lines{"priority 1 10", "priority 1 0"}));
+    EXPECT_FALSE(std::filesystem::exists(instance.status_file()));
+}
+
+TEST(Reread, SeesEveryChange) {
+    const TempInstance instance;
+    const std::string rules = instance.config("dbname sample; debug 0; setlimit cpu 1;");
+    instance.recording(Recording().snapshot(1000).line("end repeat"));
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.pass());
+    // Same size, same inode, and the old time of last modification put back.
+    const auto modified = std::filesystem::last_write_time(rules);
+    instance.config("dbname sample; debug 1; setlimit cpu 1;");
+    std::filesystem::last_write_time(rules, modified);
+    ASSERT_TRUE(daemon.pass());
+    daemon.stop();
+    const Lines read = of_type(instance.log(), "READCFG");
+    ASSERT_EQ(read.size(), 3U);
+    EXPECT_EQ(read[2], "READCFG #1065|0|1");
+}
+
+}  // namespace
+}  // namespace ravelo::test

@@ -1,0 +1,142 @@
+// The governor log: the form of its records, and what happens when it can't be written.
+#include <gtest/gtest.h>
+#include <regex>
+#include <sys/stat.h>
+
+#include "tests/harness.h"
+
+namespace ravelo::test {
+namespace {
+
+const char *const talkative = "dbname sample; interval 10; debug 1; setlimit cpu 60;";
+
+TEST(Log, RecordsHaveTheirColumns) {
+    const TempInstance instance;
+    instance.write("log", "an earlier run\nhalf a li");
+    instance.config("dbname sample; setlimit cpu 1 action force;");
+    instance.recording(Recording()
+                           .line("result operation=force call=1 sqlcode=7")
+                           .snapshot(1000)
+                           .app({.agent_id = 7, .applname = "100%s", .cpu = 1}));
+    Daemon daemon(instance, {.node = "12345"});
+    instance.write("SAMPLE.12345.recording", instance.read("SAMPLE.0.recording"));
+    ASSERT_TRUE(daemon.pass());
+    daemon.stop();
+    const Lines lines = split_lines(instance.read("log"));
+    ASSERT_GE(lines.size(), 5U);
+    EXPECT_EQ(lines[1], "half a li");  // and the next record has a line of its own
+    const std::string stamp = "[0-9]{4}-[01][0-9]-[0-3][0-9]-[0-2][0-9]\\.[0-5][0-9]\\.[0-6][0-9]";
+    EXPECT_TRUE(std::regex_match(lines[2], std::regex(stamp + " 12345 START      #1063\\|SAMPLE")))
+        << lines[2];
+    EXPECT_TRUE(std::regex_match(lines[5], std::regex(stamp + " 12345 WARNING    \\(11030\\) .*")))
+        << lines[5];
+    EXPECT_EQ(instance.system_log(),
+              Lines{"3|ravelod (12345) db: SAMPLE WARNING (11030) #101|7|7"});
+    struct stat info {};
+    ASSERT_EQ(stat(instance.path("log").c_str(), &info), 0);
+}
+
+TEST(Log, IsMadeAgainWhenItVanishes) {
+    const TempInstance instance;
+    instance.config(talkative);
+    instance.recording(Recording().snapshot(1000).app({.agent_id = 7}).line("end repeat"));
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.pass());
+    std::filesystem::rename(instance.path("log"), instance.path("log.1"));
+    ASSERT_TRUE(daemon.pass());
+    EXPECT_EQ(of_type(instance.log()), (Lines{"DEBUG #1067|10", "DEBUG #1066|10"}));
+    struct stat info {};
+    ASSERT_EQ(stat(instance.path("log").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777U, 0640U);
+    EXPECT_EQ(daemon.stop().status, 0);
+}
+
+TEST(Log, FailuresAreShownOnStandardError) {
+    struct Case {
+        std::string faults;
+        int status;
+        std::string err;  // how it begins; LOG is the log file
+    };
+    for (const Case &one : {
+             Case{"open:/log@1=EACCES", 254, "\nravelod: #1014|LOG|13\n"},
+             Case{"lseek:/log@1=ESPIPE", 254, "\nravelod: #1017|29\n"},
+             Case{"write:/log@1=ENOSPC", 254, "\nravelod: #1015|28\n"},
+             Case{"write:/log@2=ENOSPC", 254, "\nravelod: #1015|28\n"},
+         }) {
+        SCOPED_TRACE(one.faults);
+        const TempInstance instance;
+        const std::string rules = instance.config(talkative);
+        instance.recording(Recording().snapshot(1000));
+        const Outcome outcome = instance.run({"start", "sample", "0", rules, instance.path("log")},
+                                             {.faults = one.faults});
+        EXPECT_EQ(outcome.status, one.status);
+        std::string begins = one.err;
+        if (const size_t at = begins.find("LOG"); at != std::string::npos)
+            begins.replace(at, 3, instance.path("log"));
+        EXPECT_EQ(outcome.err.substr(0, begins.size()), begins);
+        EXPECT_FALSE(std::filesystem::exists(instance.status_file()));
+    }
+}
+
+TEST(Log, RecordThatIsLostIsShownWhole) {
+    const TempInstance instance;
+    const std::string rules = instance.config("dbname other;");
+    const Outcome outcome = instance.run({"start", "sample", "0", rules, instance.path("log")},
+                                         {.faults = "write:/log@3=ENOSPC"});
+    EXPECT_EQ(outcome.status, 249);  // the error itself, not the log's
+    EXPECT_TRUE(outcome.err.find("ERROR      (2050) #1030|OTHER|SAMPLE\n") != std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(instance.system_log(),
+              Lines{"3|ravelod (0) db: SAMPLE ERROR (2050) #1030|OTHER|SAMPLE"});
+}
+
+TEST(Log, HalfWrittenRecordIsFinishedOrTakenBack) {
+    const TempInstance instance;
+    instance.config(talkative);
+    instance.recording(Recording().snapshot(1000).line("end repeat"));
+    Daemon daemon(instance, {.faults = "write:/log@2=SHORT;write:/log@6=SHORT;write:/log@7=EIO"});
+    daemon.passes(2);
+    EXPECT_EQ(daemon.wait_exit().status, 254);
+    for (const std::string &line : split_lines(instance.read("log")))
+        EXPECT_TRUE(std::regex_search(line, std::regex("(#|Database = )[A-Za-z0-9|./_-]*\\.?$")))
+            << line;
+    EXPECT_EQ(of_type(instance.log(), "READCFG").size(), 2U);
+}
+
+TEST(Log, TimeThatCannotBeHad) {
+    const TempInstance instance;
+    const std::string rules = instance.config(talkative);
+    const Outcome outcome = instance.run({"start", "sample", "0", rules, instance.path("log")},
+                                         {.faults = "clock_gettime@1=EINVAL"});
+    EXPECT_EQ(outcome.status, 253);
+    const std::string none = "9999-99-99-99.99.99";
+    EXPECT_EQ(split_lines(instance.read("log")),
+              (Lines{none + "    0 START      #1063|SAMPLE", none + "    0 ERROR      #1050|22"}));
+}
+
+TEST(Log, DebugRecordThatIsLostEndsThePassAfterItsSweep) {
+    const TempInstance instance;
+    instance.config("dbname sample; interval 10; account 1; debug 3; setlimit cpu 60;");
+    Recording played;
+    const App app{.agent_id = 7, .applname = "tool", .appl_id = "id7", .cpu = 60};
+    // In the third pass the DEBUG record of the second application can't be written.
+    played.snapshot(1000).app(app).snapshot(1060).app(app);
+    played.snapshot(1120).app({.agent_id = 8}).app({.agent_id = 9});
+    instance.recording(played);
+    Daemon counting(instance);
+    ASSERT_TRUE(counting.passes(3));
+    counting.stop();
+    const Lines all = of_type(instance.log());
+    size_t lost = 0;
+    while (!all[lost].starts_with("DEBUG #1074|9|"))
+        ++lost;
+    std::filesystem::remove(instance.path("log"));
+    Daemon daemon(instance, {.faults = "write:/log@" + std::to_string(lost + 1) + "=ENOSPC"});
+    EXPECT_TRUE(daemon.passes(2));
+    EXPECT_FALSE(daemon.pass());
+    EXPECT_EQ(daemon.wait_exit().status, 254);
+    EXPECT_EQ(of_type(instance.log(), "ACCOUNT").size(), 2U);  // the last one of the sweep's
+}
+
+}  // namespace
+}  // namespace ravelo::test
