@@ -1,6 +1,7 @@
 # One word each: see the README. CMake does the work; BUILD names another build directory.
 BUILD ?= build
 JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
 .PHONY: all build deps demo test asan clang bench lint format install clean
 
@@ -17,8 +18,8 @@ deps:
 
 # Governs the recorded workload in examples/orders and shows what is done about it.
 demo: deps
-	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF" BUILD=build
-	@examples/demo.sh build
+	@$(MAKE) --no-print-directory build
+	@examples/demo.sh $(BUILD)
 
 test: deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"

@@ -26,6 +26,8 @@ instance read_instance() {
     instance loaded;
     const char *const given = std::getenv("DBM_INSTANCE");
     loaded.directory = given != nullptr && *given != '\0' ? given : default_directory;
+    while (loaded.directory.size() > 1 && loaded.directory.back() == '/')
+        loaded.directory.pop_back();
     if (loaded.directory.front() != '/') {
         // start and stop may be called from different directories but must meet in one.
         std::string absolute;

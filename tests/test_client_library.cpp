@@ -1,0 +1,298 @@
+// The client library as the daemon's users meet it: instance, settings, recordings, messages.
+#include <algorithm>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/harness.h"
+
+namespace ravelo::test {
+namespace {
+
+const char *const rules = "dbname sample; interval 10; setlimit cpu 60 action force;";
+const Options real_texts{.plain = false};
+
+bool holds(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+// The record of an attach that is refused under these settings.
+std::string refusal(const TempInstance &instance) {
+    instance.config(rules);
+    const Outcome outcome = instance.run(
+        {"start", "sample", "0", instance.path("rules.cfg"), instance.path("log")}, real_texts);
+    EXPECT_EQ(outcome.status, 253);
+    const Lines errors = of_type(instance.log(), "ERROR");
+    return errors.size() == 1 ? errors[0] : "not one ERROR record";
+}
+
+TEST(Instance, SettingsThatAreNotUnderstood) {
+    struct Case {
+        std::string conf, word, line;
+    };
+    for (const Case &one :
+         {Case{"# fine\nfoo = 1\n", "foo", "line 2"},
+          Case{"observe = perhaps\n", "perhaps", "line 1"}, Case{"nodes = 0\n", "0", "line 1"},
+          Case{"nodes = 1001\n", "1001", "line 1"}, Case{"\n\nnodes\n", "nodes", "line 3"},
+          Case{"manager = none\n", "none", "instance.conf"},
+          Case{"name = PROD\n", "exec -a PROD ravelod start", "PROD"}}) {
+        const TempInstance instance;
+        instance.write("instance.conf", one.conf);
+        const std::string record = refusal(instance);
+        EXPECT_TRUE(record.starts_with("ERROR (1025) DBATTACH: ")) << record;
+        EXPECT_TRUE(holds(record, one.word) && holds(record, one.line)) << record;
+    }
+}
+
+TEST(Instance, TmpIsMadeSafeOrRefused) {
+    const TempInstance instance;
+    instance.config(rules);
+    instance.recording(Recording().snapshot(1000));
+    const mode_t before = umask(0);
+    {
+        Daemon daemon(instance);
+        ASSERT_TRUE(daemon.pass());
+        daemon.stop();
+    }
+    umask(before);
+    struct stat info {};
+    ASSERT_EQ(stat(instance.path("tmp").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777U, 0770U);
+    ASSERT_EQ(chmod(instance.path("tmp").c_str(), 0777), 0);
+    const Outcome open = instance.run({"stop", "sample", "0"}, real_texts);
+    EXPECT_EQ(open.status, 253);
+    EXPECT_TRUE(holds(open.err, "9001") && holds(open.err, "writable by everyone")) << open.err;
+    const Outcome missing =
+        instance.run({"stop", "sample", "0"},
+                     {.plain = false, .env = {{"DBM_INSTANCE", instance.path("absent")}}});
+    EXPECT_TRUE(holds(missing.err, "ENOENT") && holds(missing.err, "absent")) << missing.err;
+}
+
+TEST(Instance, OnlyItsOwnersMayGovern) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become someone else";
+    // Not of the tests' own making: a folder that others may look at, but which is not theirs.
+    const std::string refused =
+        "DBM_INSTANCE=/usr setpriv --reuid 65534 --regid 65534 --clear-groups " RAVELOD
+        " validate x y > /dev/null 2>&1";
+    const std::string member =
+        "DBM_INSTANCE=/usr setpriv --reuid 65534 --regid 65534 --groups 0 " RAVELOD
+        " validate x y > /dev/null 2>&1";
+    EXPECT_EQ(WEXITSTATUS(std::system(refused.c_str())), 255);  // NOLINT(cert-env33-c)
+    EXPECT_EQ(WEXITSTATUS(std::system(member.c_str())), 254);   // NOLINT(cert-env33-c)
+}
+
+TEST(Instance, DirectsToTheNodeWhereThereAreSeveral) {
+    const TempInstance instance;
+    instance.config(rules);
+    instance.write("instance.conf", "nodes = 3\n");
+    instance.recording(Recording().snapshot(1000).app({.agent_id = 2, .cpu = 60}), "SAMPLE.2");
+    Daemon daemon(instance, {.node = "2"});
+    ASSERT_TRUE(daemon.pass());
+    daemon.stop();
+    EXPECT_EQ(instance.journal("SAMPLE.2").size(), 1U);
+    const Outcome beyond = instance.run(
+        {"start", "sample", "3", instance.path("rules.cfg"), instance.path("log3")}, real_texts);
+    EXPECT_EQ(beyond.status, 253);
+    EXPECT_TRUE(holds(instance.read("log3"), "(1020)"));
+}
+
+TEST(Instance, ObserveOnlyRehearses) {
+    const TempInstance instance;
+    instance.config("dbname sample; setlimit cpu 60 action force; applname nice setlimit cpu 1;");
+    instance.write("instance.conf", "observe = yes\n");
+    Recording played;
+    for (const uint32_t time : {1000U, 1010U})
+        played.snapshot(time)
+            .app({.agent_id = 7, .cpu = 60})
+            .app({.agent_id = 8, .applname = "nice", .cpu = 60});
+    instance.recording(played);
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.passes(2));
+    EXPECT_EQ(daemon.stop().status, 0);
+    const Lines journal = instance.journal();
+    ASSERT_EQ(journal.size(), 4U);  // two forces, since the application is still there
+    for (const std::string &line : journal)
+        EXPECT_TRUE(holds(line, " sqlcode=0 done=no observe=yes")) << line;
+    EXPECT_EQ(of_type(instance.log(), "FORCE").size(), 2U);
+}
+
+TEST(Recording, BadLinesAreNamed) {
+    struct Case {
+        std::string lines, field;
+        int line;
+    };
+    const std::string snapshot = "snapshot time=1\n";
+    for (const Case &one : {Case{"recording 2\n", "2", 1}, Case{"", "", 1},
+                            Case{"recording 1\nresult operation=fly\n", "fly", 2},
+                            Case{"recording 1\nresult operation=force call=x\n", "call", 2},
+                            Case{"recording 1\n\nsnapshots time=1\n", "snapshots", 3}}) {
+        const TempInstance instance;
+        instance.write("SAMPLE.0.recording", one.lines);
+        const std::string record = refusal(instance);
+        EXPECT_TRUE(holds(record, "SAMPLE.0.recording") && holds(record, one.field) &&
+                    holds(record, "line " + std::to_string(one.line)))
+            << record;
+    }
+    for (const Case &one :
+         {Case{snapshot + "application agent_id=-1\n", "agent_id", 3},
+          Case{snapshot + "application agent_id=4294967296\n", "agent_id", 3},
+          Case{snapshot + "application applname=123456789012345678901\n", "applname", 3},
+          Case{snapshot + "application applname=\"open\n", "quote", 3},
+          Case{snapshot + "application colour=red\n", "colour", 3},
+          Case{snapshot + "statement sched_weight=1\n", "statement", 3},
+          Case{snapshot + "end sometime\n", "repeat", 3},
+          Case{snapshot + "end empty\nsnapshot time=2\n", "snapshot", 4}}) {
+        const TempInstance instance;
+        instance.config(rules);
+        instance.write("SAMPLE.0.recording", "recording 1\n" + one.lines);
+        Daemon daemon(instance);
+        ASSERT_FALSE(daemon.passes(3)) << one.lines;
+        EXPECT_EQ(daemon.wait_exit().status, 252);
+        const std::string noted = instance.read("tmp/SAMPLE.0.journal");
+        EXPECT_TRUE(holds(noted, "error=") && holds(noted, one.field) &&
+                    holds(noted, "line " + std::to_string(one.line)))
+            << one.lines << noted;
+    }
+}
+
+TEST(Recording, EndsAsItSays) {
+    const auto forces = [](const std::string &end) {
+        const TempInstance instance;
+        instance.config(rules);
+        Recording played;
+        played.snapshot(1000)
+            .app({.agent_id = 1, .cpu = 60})
+            .snapshot(1010)
+            .app({.agent_id = 2, .cpu = 60});
+        instance.recording(played.line(end));
+        Daemon daemon(instance);
+        EXPECT_TRUE(daemon.passes(6));
+        EXPECT_EQ(daemon.stop().status, 0);
+        return std::pair(of_type(instance.log(), "FORCE").size(),
+                         of_type(instance.log(), "WARNING").size());
+    };
+    EXPECT_EQ(forces("end repeat"), std::pair(2UL, 0UL));  // the forced stay away
+    EXPECT_EQ(forces("end empty"), std::pair(2UL, 0UL));
+    EXPECT_EQ(forces("# nothing"), std::pair(2UL, 0UL));
+    EXPECT_EQ(forces("end unreachable"), std::pair(2UL, 1UL));
+}
+
+TEST(Trace, IsSwitchedByItsSignal) {
+    const TempInstance instance;
+    instance.config(rules);
+    instance.recording(Recording().snapshot(1000).app({.agent_id = 7}).line("end repeat"));
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.pass());
+    daemon.signal(23);
+    ASSERT_TRUE(daemon.passes(2));  // the rest of the sleep, and a pass
+    EXPECT_EQ(daemon.stop().status, 0);
+    std::string traced;
+    for (const auto &entry : std::filesystem::directory_iterator(instance.path("tmp")))
+        if (entry.path().extension() == ".trace")
+            traced = instance.read("tmp/" + entry.path().filename().string());
+    EXPECT_TRUE(holds(traced, " snapshot ") && holds(traced, "database=SAMPLE")) << traced;
+}
+
+TEST(Messages, KeepLongTokensWholeAndNameErrors) {
+    const TempInstance instance;
+    const std::string path = instance.path(std::string(200, 'x'));
+    const Outcome outcome = instance.run({"validate", "sample", path}, real_texts);
+    EXPECT_TRUE(holds(outcome.err, path)) << outcome.err;
+    EXPECT_TRUE(holds(outcome.err, "2 (ENOENT, ")) << outcome.err;
+}
+
+// A copy of the library with catalogs of the test's own beside it.
+class OwnCatalogs {
+  public:
+    explicit OwnCatalogs(const TempInstance &instance) : instance_(instance) {
+        namespace fs = std::filesystem;
+        fs::create_directories(instance.path("lib"));
+        fs::copy_file(fs::path(RAVELOD).parent_path() / "libdbm.so.1",
+                      instance.path("lib/libdbm.so.1"));
+    }
+    void add(const std::string &language, const std::string &bytes) const {
+        std::filesystem::create_directories(
+            instance_.path("lib/locale/" + language + "/LC_MESSAGES"));
+        instance_.write("lib/locale/" + language + "/LC_MESSAGES/ravelo.mo", bytes);
+    }
+    [[nodiscard]] std::string usage_error(const std::string &language) const {
+        return instance_
+            .run({"stop", "sample", "7"}, {.plain = false,
+                                           .env = {{"LD_LIBRARY_PATH", instance_.path("lib")},
+                                                   {"LANG", language},
+                                                   {"LC_ALL", ""},
+                                                   {"LANGUAGE", ""}}})
+            .err;
+    }
+
+  private:
+    const TempInstance &instance_;
+};
+
+// A binary catalog with one message.
+std::string catalog(const std::string &number, const std::string &text) {
+    std::string bytes;
+    const auto word = [&bytes](uint32_t value) {
+        bytes.append(reinterpret_cast<const char *>(&value), sizeof(value));
+    };
+    const auto length = static_cast<uint32_t>(number.size());
+    for (const uint32_t value : {0x950412DEU, 0U, 1U, 28U, 36U, 0U, 0U})
+        word(value);
+    word(length);
+    word(44);
+    word(static_cast<uint32_t>(text.size()));
+    word(45 + length);
+    return bytes + number + '\0' + text + '\0';
+}
+
+TEST(Messages, ComeInTheUsersLanguage) {
+    const TempInstance instance;
+    const OwnCatalogs catalogs(instance);
+    EXPECT_EQ(catalogs.usage_error("C"), "\nravelod: Message 1005: SAMPLE, 7\n");  // none at all
+    catalogs.add("en", catalog("1005", "no %1 on %2 %3%%n %s"));
+    catalogs.add("de", catalog("1005", "kein %1"));
+    EXPECT_EQ(catalogs.usage_error("C"), "\nravelod: no SAMPLE on 7 %%n %s\n");
+    EXPECT_EQ(catalogs.usage_error("de_DE.UTF-8"), "\nravelod: kein SAMPLE\n");
+    EXPECT_EQ(catalogs.usage_error("fr_FR"), "\nravelod: no SAMPLE on 7 %%n %s\n");
+    EXPECT_EQ(catalogs.usage_error("../de"), "\nravelod: no SAMPLE on 7 %%n %s\n");
+    catalogs.add("de", catalog("1006", "anderes"));
+    EXPECT_EQ(catalogs.usage_error("de_DE.UTF-8"), "\nravelod: no SAMPLE on 7 %%n %s\n");
+}
+
+TEST(Messages, MalformedCatalogsAreNone) {
+    const TempInstance instance;
+    const OwnCatalogs catalogs(instance);
+    const std::string whole = catalog("1005", "text");
+    for (size_t length = 0; length < whole.size(); length += 3) {
+        catalogs.add("en", whole.substr(0, length));
+        EXPECT_EQ(catalogs.usage_error("C"), "\nravelod: Message 1005: SAMPLE, 7\n") << length;
+    }
+    for (const size_t at : {8U, 12U, 16U, 28U, 32U, 36U, 40U}) {
+        std::string damaged = whole;
+        damaged[at + 3] = '\x7F';
+        catalogs.add("en", damaged);
+        EXPECT_EQ(catalogs.usage_error("C"), "\nravelod: Message 1005: SAMPLE, 7\n") << at;
+    }
+}
+
+TEST(Messages, FormatsFromACatalogAreChecked) {
+    const TempInstance instance;
+    const OwnCatalogs catalogs(instance);
+    catalogs.add("en", catalog("1031", "%s%s%s%n"));
+    const auto refused = [&](const std::string &config) {
+        return instance.run(
+            {"validate", "sample", instance.config(config)},
+            {.plain = false, .env = {{"LD_LIBRARY_PATH", instance.path("lib")}, {"LANG", "C"}}});
+    };
+    EXPECT_EQ(refused("\nnonsense;").err, "Message 1031: 2 NONSENSE\n");
+    catalogs.add("en", catalog("1069", "%d %s"));
+    EXPECT_TRUE(
+        holds(refused("dbname sample; setlimit cpu 7;").out, "Message 1069: 7 0 0 0 0 0 0 10 0"));
+    catalogs.add("en", catalog("1031", "%1 '%.4s'"));
+    EXPECT_EQ(refused("\nnonsense;").err, "2 'NONS'\n");
+}
+
+}  // namespace
+}  // namespace ravelo::test
