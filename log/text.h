@@ -18,6 +18,8 @@ template <size_t Size>
 
 // Copies text into a field, NUL-terminated. Returns whether all of it fitted.
 [[nodiscard]] inline bool copy_text(std::span<char> field, std::string_view text) {
+    if (field.empty())
+        return text.empty();
     const size_t length = text.size() < field.size() ? text.size() : field.size() - 1;
     if (length != 0)
         std::memcpy(field.data(), text.data(), length);
