@@ -1,5 +1,6 @@
 #include "tests/harness.h"
 
+#include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -46,7 +47,7 @@ void require(bool worked, const char *what) {
 void set_environment(const TempInstance &instance, const Options &options) {
     const char *const sanitizer = getenv("ASAN_OPTIONS");
     std::map<std::string, std::string> values{
-        {"DBM_INSTANCE", instance.path("")},
+        {"DBM_INSTANCE", std::filesystem::path(instance.path("log")).parent_path()},
         {"LD_PRELOAD", RAVELO_FAULT_SHIM},
         {"ASAN_OPTIONS", std::string(sanitizer ? sanitizer : "") + ":verify_asan_link_order=0"},
         {"TZ", "UTC"},
@@ -238,8 +239,13 @@ void Daemon::signal(int number) {
 }
 
 const Outcome &Daemon::wait_exit() {
-    while (pass())
-        continue;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience_ms);
+    while (pass()) {
+        if (std::chrono::steady_clock::now() < limit)
+            continue;
+        ADD_FAILURE() << "the daemon goes on and on";
+        (void)kill(pid_, SIGKILL);
+    }
     int status = 0;
     if (pid_ == 0 || waitpid(std::exchange(pid_, 0), &status, 0) < 0)
         return outcome_;
