@@ -1,7 +1,6 @@
 #include "config/keyword.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 
 #include "govern/dbm.h"

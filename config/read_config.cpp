@@ -1,7 +1,6 @@
 #include "config/read_config.h"
 
-#include <array>
-
+#include "config/clause_reading.h"
 #include "config/clauses.h"
 #include "config/get_token.h"
 #include "config/keyword.h"
@@ -25,12 +24,6 @@ int32_t refuse_repeated(glob_struct *glob, location where, std::string_view keyw
     return result::config;
 }
 
-int32_t refuse_value(glob_struct *glob, location where, std::string_view keyword,
-                     std::string_view value, message number = message::value_refused) {
-    report_error(glob, where, number, {keyword, value, decimal(glob->msg_token, glob->cfg_line)});
-    return result::config;
-}
-
 // Reads the ";" that ends a global statement.
 int32_t end_statement(glob_struct *glob, location where, std::string_view keyword) {
     char token[token_size];
@@ -38,7 +31,7 @@ int32_t end_statement(glob_struct *glob, location where, std::string_view keywor
     if (read != result::ok)
         return read;
     if (!is_semicolon(token))
-        return refuse_value(glob, where, keyword, token, message::semicolon_missing);
+        return refuse_value(glob, where, message::semicolon_missing, keyword, token);
     return result::ok;
 }
 
@@ -51,7 +44,8 @@ int32_t read_interval(glob_struct *glob) {
         return read;
     glob->interval = static_cast<uint32_t>(number_of(token));
     if (glob->interval < 1 || glob->interval > longest_interval)
-        return refuse_value(glob, location::config_interval_range, "interval", token);
+        return refuse_value(glob, location::config_interval_range, message::value_refused,
+                            "interval", token);
     return end_statement(glob, location::config_value_end, "interval");
 }
 
@@ -78,8 +72,8 @@ int32_t read_dbname(glob_struct *glob) {
         return read;
     upper_case(token);
     if (text_of(token).size() >= sizeof(glob->cfg_db_name))
-        return refuse_value(glob, location::config_dbname_long, "dbname", token,
-                            message::name_long);
+        return refuse_value(glob, location::config_dbname_long, message::name_long, "dbname",
+                            token);
     if (text_of(token) != text_of(glob->db_name)) {
         report_error(glob, location::config_dbname_other, message::other_database,
                      {token, text_of(glob->db_name)});
@@ -98,24 +92,14 @@ int32_t read_account(glob_struct *glob, bool *account_seen) {
         return read;
     const auto minutes = static_cast<uint32_t>(number_of(token));
     if (minutes < 1 || minutes > longest_account)
-        return refuse_value(glob, location::config_account_range, "account", token);
+        return refuse_value(glob, location::config_account_range, message::value_refused, "account",
+                            token);
     glob->account_interval = minutes * 60;
     *account_seen = true;
     return end_statement(glob, location::config_account_end, "account");
 }
 
-struct clause_keyword {
-    std::string_view keyword;
-    int32_t (*read)(glob_struct *, config_restrict *);
-};
-
-constexpr std::array<clause_keyword, 5> clauses{{{"DESC", get_desc},
-                                                 {"TIME", get_time},
-                                                 {"AUTHID", get_authid},
-                                                 {"APPLNAME", get_applname},
-                                                 {"SETLIMIT", get_setlimit}}};
-
-int32_t read_rule(glob_struct *glob, const clause_keyword &first) {
+int32_t read_rule(glob_struct *glob, const clause_reader &first) {
     config_restrict *const rule = create_config_restrict(glob);
     return rule != nullptr ? first.read(glob, rule) : result::memory;
 }
@@ -131,7 +115,7 @@ int32_t read_statement(glob_struct *glob, const char *keyword, bool *account_see
         return read_dbname(glob);
     if (word == "ACCOUNT")
         return read_account(glob, account_seen);
-    for (const clause_keyword &clause : clauses)
+    for (const clause_reader &clause : clause_order)
         if (word == clause.keyword)
             return read_rule(glob, clause);
     report_text_with(glob, message::unknown_statement, {decimal(glob->msg_token, glob->cfg_line)},

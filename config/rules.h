@@ -19,7 +19,10 @@ struct id_node {
     id_node *next;
 };
 
-enum schedule_kind : int32_t { not_scheduled = 0, schedule_in_classes = 1, schedule_plainly = 2 };
+// Values of schedule_kind.
+constexpr int32_t not_scheduled = 0;
+constexpr int32_t schedule_in_classes = 1;  // action schedule class
+constexpr int32_t schedule_plainly = 2;     // action schedule
 
 // One rule, allocated zero-filled by create_config_restrict, owned by the rule list, released by
 // release_rules.

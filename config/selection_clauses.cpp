@@ -24,21 +24,11 @@ constexpr clause authid_clause{"authid", location::authid_next, location::authid
 constexpr clause applname_clause{"applname", location::applname_next,
                                  location::applname_end_of_file};
 
-struct next_clause {
-    std::string_view keyword;
-    int32_t (*read)(glob_struct *, config_restrict *);
-};
-
-constexpr next_clause order[] = {{"TIME", get_time},
-                                 {"AUTHID", get_authid},
-                                 {"APPLNAME", get_applname},
-                                 {"SETLIMIT", get_setlimit}};
-
 // Hands over to the reader of the clause that an upper-cased keyword begins; allowed are the ones
 // that may stand behind the clause just read.
 int32_t hand_over(glob_struct *glob, config_restrict *rule, const clause &read,
-                  std::span<const next_clause> allowed, const char *keyword) {
-    for (const next_clause &next : allowed)
+                  std::span<const clause_reader> allowed, const char *keyword) {
+    for (const clause_reader &next : allowed)
         if (next.keyword == keyword)
             return next.read(glob, rule);
     return refuse_word(glob, read.next_refused, message::clause_unexpected, keyword, read.keyword);
@@ -46,7 +36,7 @@ int32_t hand_over(glob_struct *glob, config_restrict *rule, const clause &read,
 
 // Reads the next keyword and hands over.
 int32_t read_next(glob_struct *glob, config_restrict *rule, const clause &read,
-                  std::span<const next_clause> allowed) {
+                  std::span<const clause_reader> allowed) {
     char token[token_size];
     const int32_t got = get_clause_token(glob, token, read.end_of_file);
     if (got != result::ok)
@@ -109,7 +99,7 @@ int32_t read_name(glob_struct *glob, config_restrict *rule, const name_list &nam
 
 // Reads names up to the token that is not a comma, and hands over on that one.
 int32_t read_names(glob_struct *glob, config_restrict *rule, const name_list &names,
-                   std::span<const next_clause> allowed) {
+                   std::span<const clause_reader> allowed) {
     for (;;) {
         const int32_t read = read_name(glob, rule, names);
         if (read != result::ok)
@@ -132,7 +122,7 @@ int32_t get_desc(glob_struct *glob, config_restrict *rule) {
     if (got != result::ok)
         return got;
     cut_text(rule->desc, token);
-    return read_next(glob, rule, desc_clause, order);
+    return read_next(glob, rule, desc_clause, std::span(clause_order).subspan(1));
 }
 
 int32_t get_time(glob_struct *glob, config_restrict *rule) {
@@ -151,19 +141,19 @@ int32_t get_time(glob_struct *glob, config_restrict *rule) {
                      {decimal(glob->msg_token, glob->cfg_line)});
         return result::config;
     }
-    return read_next(glob, rule, time_clause, std::span(order).subspan(1));
+    return read_next(glob, rule, time_clause, std::span(clause_order).subspan(2));
 }
 
 int32_t get_authid(glob_struct *glob, config_restrict *rule) {
     constexpr name_list names{authid_clause, &config_restrict::authid_list, true,
                               location::authid_missing, location::authid_allocate};
-    return read_names(glob, rule, names, std::span(order).subspan(2));
+    return read_names(glob, rule, names, std::span(clause_order).subspan(3));
 }
 
 int32_t get_applname(glob_struct *glob, config_restrict *rule) {
     constexpr name_list names{applname_clause, &config_restrict::applname_list, false,
                               location::applname_missing, location::applname_allocate};
-    return read_names(glob, rule, names, std::span(order).subspan(3));
+    return read_names(glob, rule, names, std::span(clause_order).subspan(4));
 }
 
 }  // namespace ravelo

@@ -11,8 +11,6 @@
 namespace ravelo {
 namespace {
 
-constexpr uint16_t trace_level = 5;
-
 // start and end, then the nine values that the listing and the log show in the same order.
 std::array<int32_t, 11> values_of(const config_restrict *rule) {
     return {rule->start_time,    rule->end_time,       rule->cpu_limit,     rule->locks_limit,
@@ -20,21 +18,29 @@ std::array<int32_t, 11> values_of(const config_restrict *rule) {
             rule->force,         rule->priority,       rule->schedule_kind};
 }
 
-// The label a message holds, ready to print.
-const char *label(glob_struct *glob, message number) {
-    report_text(glob, number, {});
+// A message's text, ready to print: names and descriptions can hold anything but must not reach the
+// terminal as control characters.
+const char *label(glob_struct *glob, message number, token_list tokens = {}) {
+    report_text(glob, number, tokens);
+    blank_controls({glob->msg_text, text_of(glob->msg_text).size()});
     return glob->msg_text;
 }
 
 // Standard output is not checked for errors: the listing is all that would be lost.
-void print_names(const id_node *list) {
+const char *label_name(glob_struct *glob, const id_node *node) {
+    cut_text(glob->msg_text, text_of(node->name));
+    blank_controls({glob->msg_text, text_of(glob->msg_text).size()});
+    return glob->msg_text;
+}
+
+void print_names(glob_struct *glob, const id_node *list) {
     for (const id_node *node = list; node != nullptr; node = node->next)
-        (void)std::fprintf(stdout, "%s ", node->name);
+        (void)std::fprintf(stdout, "%s ", label_name(glob, node));
 }
 
 void print_rule(glob_struct *glob, const config_restrict *rule) {
-    report_text(glob, message::rule_description, {text_of(rule->desc)});
-    (void)std::fprintf(stdout, "%s%s", glob->msg_text, "\n");
+    (void)std::fprintf(stdout, "%s%s",
+                       label(glob, message::rule_description, {text_of(rule->desc)}), "\n");
     (void)std::fprintf(stdout, "%s = %d ", label(glob, message::start_time_label),
                        rule->start_time);
     (void)std::fprintf(stdout, "%s = %d, ", label(glob, message::end_time_label), rule->end_time);
@@ -42,9 +48,9 @@ void print_rule(glob_struct *glob, const config_restrict *rule) {
     report_text_with(glob, message::rule_values, std::span(values).subspan(2));
     (void)std::fputs(glob->msg_text, stdout);
     (void)std::fprintf(stdout, "%s ", label(glob, message::authid_label));
-    print_names(rule->authid_list);
+    print_names(glob, rule->authid_list);
     (void)std::fprintf(stdout, "%s%s ", "\n", label(glob, message::applname_label));
-    print_names(rule->applname_list);
+    print_names(glob, rule->applname_list);
     (void)std::fprintf(stdout, "%s%s%s%s", "\n", label(glob, message::rule_section), "\n", "\n");
 }
 
@@ -104,7 +110,7 @@ int32_t trace_config(glob_struct *glob) {
         print_rules(glob);
         return result::ok;
     }
-    return glob->debug_level >= trace_level ? log_rules(glob) : result::ok;
+    return glob->debug_level > 4 ? log_rules(glob) : result::ok;
 }
 
 }  // namespace ravelo

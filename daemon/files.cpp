@@ -9,24 +9,15 @@ namespace ravelo {
 namespace {
 
 constexpr mode_t file_mode = 0640;
-constexpr int first_handle = 3;
 
 int descriptor(uint32_t handle) {
     return static_cast<int>(handle);
 }
 
 int open_handle(const char *path, int flags, uint32_t *handle) {
-    int fd = open(path, flags | O_CLOEXEC, file_mode);
+    const int fd = open(path, flags | O_CLOEXEC, file_mode);
     if (fd < 0)
         return errno;
-    if (fd < first_handle) {
-        const int moved = fcntl(fd, F_DUPFD_CLOEXEC, first_handle);
-        const int code = moved < 0 ? errno : 0;
-        (void)close(fd);  // the duplicate, if any, keeps the file open
-        if (code != 0)
-            return code;
-        fd = moved;
-    }
     *handle = static_cast<uint32_t>(fd);
     return 0;
 }
@@ -47,6 +38,15 @@ int write_bytes(int fd, std::string_view text, size_t *written) {
     return 0;
 }
 
+// Takes the last bytes written back, unless another process has written behind them. Where that
+// fails the bytes stay, and whoever opens the file next sees that its last line has no end.
+void take_back(int fd, off_t written) {
+    const off_t end = lseek(fd, 0, SEEK_CUR);
+    struct stat info {};
+    if (end >= written && fstat(fd, &info) == 0 && info.st_size == end)
+        (void)ftruncate(fd, end - written);
+}
+
 // One step of splitmix64: every input bit reaches every output bit.
 uint64_t mix(uint64_t state, uint64_t value) {
     state += value + 0x9E3779B97F4A7C15U;
@@ -62,7 +62,7 @@ uint64_t nanoseconds(const timespec &time) {
 }  // namespace
 
 int guard_standard_streams() {
-    for (int fd = 0; fd < first_handle; ++fd) {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(fd, F_GETFD) >= 0)
             continue;
         if (open("/dev/null", O_RDWR) < 0)
@@ -76,7 +76,7 @@ int create_exclusive(const char *path, uint32_t *handle) {
 }
 
 int open_or_create(const char *path, uint32_t *handle) {
-    return open_handle(path, O_WRONLY | O_CREAT, handle);
+    return open_handle(path, O_WRONLY | O_CREAT | O_APPEND, handle);
 }
 
 int open_existing(const char *path, uint32_t *handle) {
@@ -100,12 +100,10 @@ bool ends_in_partial_line(const char *path) {
 
 int write_all(uint32_t handle, std::string_view text) {
     const int fd = descriptor(handle);
-    const off_t start = lseek(fd, 0, SEEK_CUR);
     size_t written = 0;
     const int code = write_bytes(fd, text, &written);
-    // A part of a record would spoil the line of the next one.
-    if (code != 0 && written != 0 && start >= 0 && ftruncate(fd, start) == 0)
-        (void)lseek(fd, start, SEEK_SET);  // a later write then fails or leaves a gap of zeros
+    if (code != 0 && written != 0)
+        take_back(fd, static_cast<off_t>(written));
     return code;
 }
 

@@ -1,7 +1,7 @@
 // The platform's file calls, each with one result: 0 or the system's error code (errno).
 //
-// File handles are file descriptors above 2, so that a handle of 0 can mean "not open" and no
-// record ever lands on a standard stream that was closed before the daemon started.
+// File handles are file descriptors. guard_standard_streams, called first, sees to it that none is
+// one of 0 to 2, so that a handle of 0 can mean "not open".
 #pragma once
 
 #include <cstdint>
@@ -13,12 +13,12 @@ namespace ravelo {
 // Makes sure that descriptors 0 to 2 are open, on /dev/null where they were not.
 [[nodiscard]] int guard_standard_streams();
 
-// Creates path exclusively for writing, permissions 0640. The caller closes *handle.
+// Creates path exclusively for writing, permissions 0640 less the umask. The caller closes *handle.
 // Errors: EEXIST when the file is there; EACCES, EPERM when access is denied; others.
 [[nodiscard]] int create_exclusive(const char *path, uint32_t *handle);
 
-// Opens path for writing, creating it with permissions 0640 when missing. The caller closes
-// *handle.
+// Opens path for writing at its end, wherever other processes may have moved that, creating it with
+// permissions 0640 less the umask when missing. The caller closes *handle.
 [[nodiscard]] int open_or_create(const char *path, uint32_t *handle);
 
 // Opens an existing file for reading. The caller closes *handle. ENOENT: there is none.
@@ -30,7 +30,7 @@ namespace ravelo {
 // Whether the file's last byte is something other than a newline; false when that can't be seen.
 [[nodiscard]] bool ends_in_partial_line(const char *path);
 
-// Writes all of text; on a failure what was written of it is taken back where the system allows.
+// Writes all of text. On a failure what was written of it is taken back where that is possible.
 [[nodiscard]] int write_all(uint32_t handle, std::string_view text);
 
 [[nodiscard]] int close_file(uint32_t handle);
@@ -41,8 +41,9 @@ namespace ravelo {
 // file is not taken for vanished when only its folder's permissions have changed.
 [[nodiscard]] bool file_exists(const char *path);
 
-// A value that differs between any two versions of an open file: its times of last change in
-// nanoseconds with its size and inode mixed in. Never 0.
+// A value that tells the versions of an open file apart that a person can make, also when the time
+// of modification was put back: its times of last modification and of last change of any kind, in
+// nanoseconds, with its size and inode mixed in. Never 0.
 [[nodiscard]] int file_status(uint32_t handle, uint64_t *status);
 
 // Opens path as a buffered stream for reading. The caller closes *stream with close_stream.

@@ -45,7 +45,7 @@ struct glob_struct {
     sqlca msg_sqlca;            // the daemon's own messages
     snapshot_request *snap_req;
     char msg_text[message_size];  // text of the current message and of the next log record
-    char out_line[message_size];  // scratch: a formatted line, a database manager text
+    char out_line[message_size];  // scratch space for a database manager text
     char msg_token[24];           // first numeric token in decimal
     char msg_token2[24];          // second numeric token in decimal
     uint32_t last_account_time;   // snap_time of the latest accounting pass; 0 none yet

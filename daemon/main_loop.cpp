@@ -16,8 +16,6 @@
 namespace ravelo {
 namespace {
 
-constexpr uint16_t lowest_trace_level = 5;
-
 int32_t fail_config_file(glob_struct *glob, location where, message number, int code) {
     report_error(glob, where, number,
                  {text_of(glob->cfg_file_name), decimal(glob->msg_token, code)});
@@ -97,8 +95,8 @@ int32_t run_cycle(glob_struct *glob, uint16_t *prev_debug_level) {
     int32_t outcome = reload_changed(glob);
     if (outcome == result::ok)
         outcome = report_debug_level(glob, prev_debug_level);
-    if (outcome == result::ok && glob->debug_level >= lowest_trace_level)
-        outcome = trace_config(glob);
+    if (outcome == result::ok)
+        outcome = trace_config(glob);  // which does nothing below level 5
     if (outcome == result::ok)
         outcome = govern(glob);
     return outcome == result::ok ? sleep_interval(glob) : outcome;
@@ -118,6 +116,7 @@ int32_t end_as_stopped(glob_struct *glob, int32_t outcome) {
 int32_t main_loop(glob_struct *glob, bool *stop_requested) {
     uint16_t prev_debug_level = 0;
     for (;;) {
+        take_held_signals();
         int32_t outcome = test_stop_request(glob, stop_requested);
         if (*stop_requested)
             return end_as_stopped(glob, outcome);

@@ -8,7 +8,8 @@
 namespace ravelo {
 
 // Runs cycles until a stop request is seen or something fails. *stop_requested: it was the request.
-// Results, each failure reported: 0 stopped; otherwise the failure's result.
+// Results, each failure reported: 0 stopped; -2 stopped, but the request could not be closed or the
+// "STOP" record not be written; otherwise the failure's result.
 [[nodiscard]] int32_t main_loop(glob_struct *glob, bool *stop_requested);
 
 }  // namespace ravelo

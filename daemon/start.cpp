@@ -89,9 +89,7 @@ int32_t start(glob_struct *glob, const char *node_text) {
     int32_t outcome = get_status_filenames(glob, node_text);
     if (outcome != result::ok)
         return outcome;
-    // Without signals to stop it the daemon still stops by the stop command.
-    (void)hold_stop_signals();
-    (void)install_stop_handler(glob);
+    prepare_stop_signals(glob);
     outcome = claim_status_file(glob);
     if (outcome != result::ok)
         return outcome;

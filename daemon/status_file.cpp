@@ -19,14 +19,14 @@ bool is_denied(int code) {
     return code == EACCES || code == EPERM;
 }
 
-int32_t fail_claim(glob_struct *glob, message number, int code) {
+int32_t fail_with_code(glob_struct *glob, message number, int code) {
     fail_stderr(glob, number, {decimal(glob->msg_token, code)});
     return result::manager;
 }
 
 int32_t fail_creation(glob_struct *glob, int code) {
     if (code != EEXIST && !is_denied(code))
-        return fail_claim(glob, message::status_not_created, code);
+        return fail_with_code(glob, message::status_not_created, code);
     fail_stderr(glob, message::already_governed);
     return result::conflict;
 }
@@ -36,20 +36,25 @@ int32_t fail_creation(glob_struct *glob, int code) {
 int32_t get_status_filenames(glob_struct *glob, const char *node_text) {
     const int code = dbm_instance_path(current_instance, glob->stop_file_name);
     if (code != 0)
-        return fail_claim(glob, message::instance_path_failed, code);
+        return fail_with_code(glob, message::instance_path_failed, code);
     glob->stop_file_name[file_name_size - 1] = '\0';
-    const std::string_view dot = node_text[0] != '\0' ? "." : "";
-    bool fits = true;
-    for (const std::string_view piece : {std::string_view("/tmp/"), text_of(glob->db_name),
-                                         std::string_view("."), std::string_view(node_text), dot})
-        fits = append_text(glob->stop_file_name, piece) && fits;
-    fits = copy_text(glob->status_file_name, text_of(glob->stop_file_name)) && fits;
-    fits = append_text(glob->status_file_name, status_suffix) && fits;
-    fits = append_text(glob->stop_file_name, stop_suffix) && fits;
-    if (fits)
-        return result::ok;
-    fail_stderr(glob, message::status_name_long);
-    return result::manager;
+    const std::string_view folder = "/tmp/";
+    const std::string_view node = node_text;
+    // Room for both dots is asked for, also where an empty node text leaves one out.
+    const size_t length = text_of(glob->stop_file_name).size() + folder.size() +
+                          text_of(glob->db_name).size() + node.size() + 2 + status_suffix.size();
+    if (length >= file_name_size) {
+        fail_stderr(glob, message::status_name_long);
+        return result::manager;
+    }
+    const std::string_view dot = node.empty() ? "" : ".";
+    for (const std::string_view piece :
+         {folder, text_of(glob->db_name), std::string_view("."), node, dot})
+        (void)append_text(glob->stop_file_name, piece);  // seen to fit
+    cut_text(glob->status_file_name, text_of(glob->stop_file_name));
+    (void)append_text(glob->status_file_name, status_suffix);
+    (void)append_text(glob->stop_file_name, stop_suffix);
+    return result::ok;
 }
 
 int32_t claim_status_file(glob_struct *glob) {
@@ -60,13 +65,13 @@ int32_t claim_status_file(glob_struct *glob) {
     int32_t outcome = result::ok;
     const int delete_code = delete_file(glob->stop_file_name);
     if (delete_code != 0 && delete_code != ENOENT)
-        outcome = fail_claim(glob, message::stale_request_kept, delete_code);
+        outcome = fail_with_code(glob, message::stale_request_kept, delete_code);
     const int write_code = write_all(handle, status_content);
     if (write_code != 0)
-        outcome = fail_claim(glob, message::status_not_written, write_code);
+        outcome = fail_with_code(glob, message::status_not_written, write_code);
     const int close_code = close_file(handle);
     if (close_code != 0)
-        return fail_claim(glob, message::file_not_closed, close_code);
+        return fail_with_code(glob, message::file_not_closed, close_code);
     if (outcome != result::ok)
         (void)delete_file(glob->status_file_name);  // the claim has failed, which is reported
     return outcome;

@@ -43,21 +43,25 @@ int64_t milliseconds_between(const timespec &from, const timespec &to) {
 
 }  // namespace
 
-int hold_stop_signals() {
-    sigset_t held;
-    if (sigemptyset(&held) != 0)
-        return errno;
-    for (const int signal : {SIGTERM, SIGINT, SIGPIPE})
-        if (sigaddset(&held, signal) != 0)
-            return errno;
-    return sigprocmask(SIG_BLOCK, &held, nullptr) == 0 ? 0 : errno;
-}
-
-int install_stop_handler(const glob_struct *glob) {
+void prepare_stop_signals(const glob_struct *glob) {
     status_name = glob->status_file_name;
     stop_name = glob->stop_file_name;
-    const int code = install(SIGTERM, make_stop_request, 0);
-    return code != 0 ? code : install(SIGINT, make_stop_request, 0);
+    sigset_t held;
+    (void)sigemptyset(&held);
+    for (const int signal : {SIGTERM, SIGINT, SIGPIPE, SIGXFSZ})
+        (void)sigaddset(&held, signal);
+    (void)sigprocmask(SIG_BLOCK, &held, nullptr);
+    (void)install(SIGTERM, make_stop_request, 0);
+    (void)install(SIGINT, make_stop_request, 0);
+}
+
+void take_held_signals() {
+    sigset_t stops;
+    (void)sigemptyset(&stops);
+    (void)sigaddset(&stops, SIGTERM);
+    (void)sigaddset(&stops, SIGINT);
+    (void)sigprocmask(SIG_UNBLOCK, &stops, nullptr);  // those that wait are delivered here
+    (void)sigprocmask(SIG_BLOCK, &stops, nullptr);
 }
 
 int install_trace_handler() {
@@ -79,8 +83,10 @@ void sleep_milliseconds(const glob_struct *glob, uint64_t milliseconds) {
         const timespec timeout{static_cast<time_t>(left / 1000),
                                static_cast<long>(left % 1000) * 1000000};
         // Signals get through only in this call, so none can slip in before it.
-        if (ppoll(nullptr, 0, &timeout, &asleep) == 0 || errno != EINTR)
+        if (ppoll(nullptr, 0, &timeout, &asleep) == 0)
             return;
+        if (errno != EINTR)
+            (void)nanosleep(&timeout, nullptr);  // passes must not follow each other without pause
         if (file_exists(glob->stop_file_name))
             return;
     }

@@ -9,14 +9,15 @@ namespace ravelo {
 
 constexpr int trace_signal = 23;
 
-// Holds SIGTERM and SIGINT back from now on, except while the daemon sleeps: a pass is never cut
-// short. SIGPIPE is held back for good, so that a closed standard error can't end the daemon.
-// Results: 0, or the system's error code.
-[[nodiscard]] int hold_stop_signals();
+// Makes SIGTERM and SIGINT rename the status file to the stop request, and nothing else. They are
+// held back from now on, except at take_held_signals and while the daemon sleeps: a pass is never
+// cut short. SIGPIPE and SIGXFSZ are held back for good, so that a closed standard error or a full
+// log is a failed write and not the daemon's end. The names must live as long as the process.
+// There is no result: with these arguments the system's calls can't fail.
+void prepare_stop_signals(const glob_struct *glob);
 
-// Makes SIGTERM and SIGINT rename the status file to the stop request, and nothing else. The names
-// must live as long as the process. Results: 0, or the system's error code.
-[[nodiscard]] int install_stop_handler(const glob_struct *glob);
+// Lets the stop signals in that were held back, so that a stop request they make is seen.
+void take_held_signals();
 
 // Installs the client library's trace handler. Results: 0, or the system's error code.
 [[nodiscard]] int install_trace_handler();

@@ -61,11 +61,8 @@ acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts, uint3
 }
 
 int32_t write_account_record(glob_struct *glob, const acctapp_struct *entry) {
-    tm calendar{};
-    // A 32-bit time always has a local calendar form.
-    (void)local_time(static_cast<time_t>(entry->conn_time), &calendar);
-    char connected[80];
-    format_timestamp(connected, calendar);
+    char connected[timestamp_size];
+    (void)show_local_time(connected, entry->conn_time);  // the placeholder keeps the columns
     const auto user = static_cast<int32_t>(entry->user_cpu - entry->user_cpu_logged);
     const auto system = static_cast<int32_t>(entry->system_cpu - entry->system_cpu_logged);
     (void)std::snprintf(glob->msg_text, message_size, "%-20s %-32s %-20s %s %10d %10d",

@@ -51,7 +51,7 @@ void make_reason(glob_struct *glob, const decision &decided, char (&reason)[reas
 
 int32_t check_appl(glob_struct *glob, const appl_snapshot *record,
                    const addl_appl_info_struct *info, int32_t account_due) {
-    action_request request;
+    action_request request{};
     copy_field(request.texts.appl_name, record->applname);
     copy_field(request.texts.auth_id, record->authid);
     copy_field(request.texts.appl_text, record->appl_id);

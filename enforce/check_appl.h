@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "daemon/glob_struct.h"
-#include "govern/govern.h"
+#include "govern/addl_appl_info.h"
 
 namespace ravelo {
 

@@ -38,6 +38,10 @@ bool applies(const glob_struct *glob, const config_restrict *rule, const appl_te
            names(rule->applname_list, text_of(texts.appl_name));
 }
 
+bool any_of(const std::array<bool, limit_count> &breached) {
+    return std::find(breached.begin(), breached.end(), true) != breached.end();
+}
+
 int32_t elapsed_in_unit_of_work(const glob_struct *glob, const appl_snapshot *record) {
     if (record->uow_stop != 0 || record->uow_start == 0)
         return 0;
@@ -74,7 +78,7 @@ decision decide(const glob_struct *glob, const appl_texts &texts, const appl_sna
                 decided.breached[i] = false;
             breached[i] = is_breached(i, decided.values[i], bound);
         }
-        if (std::find(breached.begin(), breached.end(), true) == breached.end())
+        if (!any_of(breached))
             continue;
         decided.breached = breached;
         decided.force = rule->force;
@@ -86,8 +90,7 @@ decision decide(const glob_struct *glob, const appl_texts &texts, const appl_sna
 }
 
 bool calls_for_action(const decision &decided) {
-    return std::find(decided.breached.begin(), decided.breached.end(), true) !=
-           decided.breached.end();
+    return any_of(decided.breached);
 }
 
 }  // namespace ravelo

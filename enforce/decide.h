@@ -7,7 +7,7 @@
 
 #include "daemon/glob_struct.h"
 #include "enforce/action_request.h"
-#include "govern/govern.h"
+#include "govern/addl_appl_info.h"
 
 namespace ravelo {
 

@@ -17,9 +17,9 @@ struct niceapp_struct {
     niceapp_struct *next;
 };
 
-// Applies a priority to the application, unless it has it from an earlier pass, with a "NICE"
-// record. Results, each failure reported: 0; -6 no memory; -9 the priority could not be set; the
-// result of write_log, nothing being set; or a result of the priority call itself.
+// Applies a priority to the application, unless it has been given it already, with a "NICE" record.
+// Results, each failure reported: 0; -6 no memory; -9 the priority could not be set; the result of
+// write_log, nothing being set; or a result of the priority call itself.
 [[nodiscard]] int32_t nice_appl(glob_struct *glob, const action_request &request, int32_t priority);
 
 // Makes a record for an agent id that nice_list does not hold and links it in its place: the list

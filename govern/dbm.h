@@ -59,7 +59,7 @@ struct snapshot_request;
 struct snapshot_summary;
 
 // Prepares the library's per-process data. version: 950801. First call of a process.
-// Results: 0; otherwise an error code, and nothing else may be called.
+// Results: 0; otherwise an error code, and then only the two message operations may be called.
 int dbm_init_process(int version);
 
 // Tells whether the invoking user may govern the instance. The arguments are 2, 1, 1, 65, a null

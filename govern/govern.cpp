@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 
 #include "daemon/clock.h"
 #include "daemon/result.h"
@@ -30,12 +31,18 @@ void fill_request(glob_struct *glob) {
     name.copy(request->object, sizeof(request->object));
 }
 
-void take_clock(glob_struct *glob) {
-    glob->snap_time = glob->summary.snap_time;
+// Without the local time of day it is not known which rules apply, so the pass must not go on.
+int32_t take_clock(glob_struct *glob) {
     tm calendar{};
-    // A 32-bit time always has a local calendar form.
-    if (local_time(static_cast<time_t>(glob->snap_time), &calendar) == 0)
-        glob->snap_hhmm = calendar.tm_hour * 100 + calendar.tm_min;
+    const int code = local_time(static_cast<time_t>(glob->summary.snap_time), &calendar);
+    if (code != 0) {
+        report_error(glob, location::govern_clock, message::clock_failed,
+                     {decimal(glob->msg_token, code)});
+        return result::manager;
+    }
+    glob->snap_time = glob->summary.snap_time;
+    glob->snap_hhmm = calendar.tm_hour * 100 + calendar.tm_min;
+    return result::ok;
 }
 
 // Whether this is an accounting pass; if so, the next one is due an accounting interval later.
@@ -48,7 +55,7 @@ bool take_accounting_turn(glob_struct *glob) {
 }
 
 int32_t log_snapshot_figures(glob_struct *glob) {
-    constexpr size_t groups = std::size(decltype(glob->summary.switches){});
+    constexpr size_t groups = std::extent_v<decltype(snapshot_summary::switches)>;
     char states[groups][12];
     std::string_view tokens[groups];
     for (size_t i = 0; i < groups; ++i)
@@ -154,16 +161,19 @@ outcome evaluate_snapshot(glob_struct *glob, int32_t account_due) {
 int32_t govern(glob_struct *glob) {
     fill_request(glob);
     const int32_t taken = get_snapshot(glob);
+    // Whether this record could be written is not looked at: the snapshot's result decides.
     if (taken != result::ok && glob->debug_level >= 1)
         (void)report_event(glob, record_type::debug, message::snapshot_result,
-                           {decimal(glob->msg_token, taken)});  // the snapshot's result decides
+                           {decimal(glob->msg_token, taken)});
     if (taken == result::no_snapshot) {
         sweep(glob, true);
         return result::ok;
     }
     if (taken != result::ok)
         return taken;
-    take_clock(glob);
+    const int32_t clocked = take_clock(glob);
+    if (clocked != result::ok)
+        return clocked;
     const bool accounting = take_accounting_turn(glob);
     const outcome evaluated = evaluate_snapshot(glob, accounting ? 1 : 0);
     if (evaluated.code == result::ok || evaluated.sweep_first)

@@ -1,8 +1,8 @@
 // The records exchanged with the snapshot operations: wire formats of the client library.
 //
 // All integers are 32-bit unsigned little-endian. Character fields are fixed-width, blank padded
-// and not NUL-terminated. The records have an alignment of 1, since the library may place them at
-// any address of the snapshot buffer.
+// and not NUL-terminated. The records of the buffer have an alignment of 1, since the library may
+// place them at any address of it.
 #pragma once
 
 #include <bit>
@@ -61,7 +61,7 @@ struct [[gnu::packed]] snapshot_header {
     uint32_t size;  // length of the record in bytes, without its sub-records
     char rec_type;
 };
-static_assert(sizeof(snapshot_header) == 5);
+static_assert(sizeof(snapshot_header) == 5 && offsetof(snapshot_header, rec_type) == 4);
 
 constexpr char appl_record_type = '3';
 constexpr char l_record_type = 'L';
@@ -106,8 +106,10 @@ struct [[gnu::packed]] appl_snapshot {
 };
 static_assert(sizeof(appl_snapshot) == 1112 && alignof(appl_snapshot) == 1);
 static_assert(offsetof(appl_snapshot, rec_type) == 4 && offsetof(appl_snapshot, agent_id) == 8);
-static_assert(offsetof(appl_snapshot, applname) == 28 && offsetof(appl_snapshot, appl_id) == 48);
-static_assert(offsetof(appl_snapshot, authid) == 84 && offsetof(appl_snapshot, locks_held) == 460);
+static_assert(offsetof(appl_snapshot, applname) == 28 && sizeof(appl_snapshot::applname) == 20);
+static_assert(offsetof(appl_snapshot, appl_id) == 48 && sizeof(appl_snapshot::appl_id) == 32);
+static_assert(offsetof(appl_snapshot, authid) == 84 && sizeof(appl_snapshot::authid) == 20);
+static_assert(offsetof(appl_snapshot, locks_held) == 460);
 static_assert(offsetof(appl_snapshot, ref_agent_id) == 488);
 static_assert(offsetof(appl_snapshot, rows_selected) == 664);
 static_assert(offsetof(appl_snapshot, uow_start) == 784);
@@ -132,5 +134,5 @@ struct [[gnu::packed]] l_snapshot {
     uint32_t l_start_time;  // seconds since the epoch
 };
 static_assert(sizeof(l_snapshot) == 72 && alignof(l_snapshot) == 1);
-static_assert(offsetof(l_snapshot, sched_weight) == 20);
+static_assert(offsetof(l_snapshot, rec_type) == 4 && offsetof(l_snapshot, sched_weight) == 20);
 static_assert(offsetof(l_snapshot, l_start_time) == 68);

@@ -1,4 +1,5 @@
-// Steps through the records of a snapshot buffer, never reading past its end.
+// Steps through the records of a snapshot buffer, never reading past its end. Where the library's
+// data end within the buffer, only the library knows.
 #pragma once
 
 #include <cstddef>

@@ -21,8 +21,11 @@ bool step_number(std::string_view format, size_t &at) {
 
 // Steps over one conversion, at standing behind its per-cent sign.
 bool step_conversion(std::string_view format, conversion kind, size_t &at) {
-    while (at < format.size() && is_one_of(format[at], "-+ #0"))
+    const bool text = kind == conversion::text;
+    while (at < format.size() && is_one_of(format[at], text ? "-" : "-+ 0"))
         ++at;
+    if (at < format.size() && format[at] == '0')
+        return false;  // a flag that texts don't have
     if (!step_number(format, at))
         return false;
     if (at < format.size() && format[at] == '.') {
@@ -32,7 +35,7 @@ bool step_conversion(std::string_view format, conversion kind, size_t &at) {
     }
     if (at == format.size())
         return false;
-    return is_one_of(format[at++], kind == conversion::text ? "s" : "diuxXo");
+    return is_one_of(format[at++], text ? "s" : "di");
 }
 
 }  // namespace

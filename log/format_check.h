@@ -10,9 +10,9 @@ namespace ravelo {
 
 enum class conversion { text, integer };
 
-// Whether format holds exactly count conversions, all of the given kind ("%s", or "%d" and its
-// like), each with flags, width and precision of at most three digits or none, and otherwise
-// nothing but "%%". No length modifiers, no "*", no positions.
+// Whether format holds exactly count conversions, all of the given kind ("%s"; "%d" or "%i"), each
+// with the flags that are defined for it, width and precision of at most three digits or none, and
+// otherwise nothing but "%%". No length modifiers, no "*", no positions.
 [[nodiscard]] bool has_conversions(std::string_view format, conversion kind, size_t count);
 
 // Formats into field with a format that has_conversions accepted;

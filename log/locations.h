@@ -68,6 +68,7 @@ enum class location : int {
     action_end = 8090,
     limit_end_of_file = 8100,
 
+    govern_clock = 9010,
     govern_malformed = 9030,
     nice_set = 10080,
     force_failed = 11020,

@@ -102,9 +102,11 @@ void fail_stderr(glob_struct *glob, message number, token_list tokens) {
 }
 
 void frame_on_stderr(std::string_view text) {
-    write_standard_error("\nravelod: ");
-    write_standard_error(text);
-    write_standard_error("\n");
+    // In one piece, so that the lines of two processes don't mix.
+    char line[message_size + 20];
+    (void)std::snprintf(line, sizeof(line), "\nravelod: %.*s\n", static_cast<int>(text.size()),
+                        text.data());  // fits a message text
+    write_standard_error(text_of(line));
 }
 
 }  // namespace ravelo

@@ -16,7 +16,8 @@ namespace ravelo {
 
 using token_list = std::initializer_list<std::string_view>;
 
-// The text of a message into buffer: at most 399 bytes, one line, empty when there is none.
+// The text of a message into buffer: at most 399 bytes, empty when there is none, as the library
+// gives it. What is written of it to the log is one line.
 void message_text(glob_struct *glob, message number, token_list tokens,
                   char (&buffer)[message_size]);
 
@@ -40,7 +41,7 @@ void report_text_with(glob_struct *glob, message number, std::span<const int32_t
                                      token_list tokens);
 
 // Writes an ERROR record. That it could not be written changes nothing about the failure reported,
-// so there is no result; write_log has then shown both on standard error.
+// so there is no result; write_log has then said on standard error what it could.
 void report_error(glob_struct *glob, location where, message number, token_list tokens = {});
 
 // Writes an ERROR record for msg_text as it stands.
@@ -50,7 +51,7 @@ void report_error_text(glob_struct *glob, location where);
 // name and the manager's own text, or message 1053 with the SQL code where there is no text.
 void report_manager_error(glob_struct *glob, location where, std::string_view request);
 
-// Reports a failure on standard error, for the time before the log file is open.
+// Reports a failure on standard error, where there is no log to write it to.
 void fail_stderr(glob_struct *glob, message number, token_list tokens = {});
 
 // Writes text to standard error in the frame of fail_stderr: newline, "ravelod: ", text, newline.

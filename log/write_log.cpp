@@ -14,8 +14,6 @@ namespace {
 
 // Room for the prefix, the location and a whole text.
 constexpr size_t line_size = message_size + 100;
-constexpr size_t timestamp_size = 80;
-constexpr const char *no_timestamp = "9999-99-99-99.99.99";
 constexpr uint32_t no_handle = UINT32_MAX;
 
 bool is_open(const glob_struct *glob) {
@@ -74,14 +72,10 @@ int write_line(const glob_struct *glob, const record_frame &frame, const char *t
 // The time of the record; the placeholder when there is none. Returns the clock's error code.
 int take_timestamp(char (&timestamp)[timestamp_size]) {
     time_t now = 0;
-    tm calendar{};
-    int code = current_time(&now);
+    const int code = current_time(&now);
     if (code == 0)
-        code = local_time(now, &calendar);
-    if (code != 0)
-        cut_text(timestamp, no_timestamp);
-    else
-        format_timestamp(timestamp, calendar);
+        return show_local_time(timestamp, now);
+    show_no_time(timestamp);
     return code;
 }
 
@@ -89,6 +83,7 @@ int take_timestamp(char (&timestamp)[timestamp_size]) {
 void show_lost_record(glob_struct *glob, int code, const record_frame &frame) {
     char reason[message_size];
     message_text(glob, message::log_not_written, {decimal(glob->msg_token, code)}, reason);
+    blank_controls({reason, text_of(reason).size()});
     frame_on_stderr(text_of(reason));
     char line[line_size];
     write_standard_error(format_line(glob, frame, glob->msg_text, line));
@@ -108,8 +103,9 @@ void copy_to_system_log(const glob_struct *glob, const record_frame &frame) {
 int32_t write_log(glob_struct *glob, std::string_view type, location where) {
     blank_controls({glob->msg_text, text_of(glob->msg_text).size()});
     if (glob->validate_mode != 0) {
-        write_standard_error(text_of(glob->msg_text));
-        write_standard_error("\n");
+        char line[line_size];
+        (void)std::snprintf(line, sizeof(line), "%s\n", glob->msg_text);  // fits
+        write_standard_error(text_of(line));
         return result::ok;
     }
     const int32_t opened = open_log(glob);
@@ -122,18 +118,21 @@ int32_t write_log(glob_struct *glob, std::string_view type, location where) {
     char timestamp[timestamp_size];
     const int clock_code = take_timestamp(timestamp);
     const record_frame frame{timestamp, type, prefix};
-    const int code = write_line(glob, frame, glob->msg_text);
+    int code = write_line(glob, frame, glob->msg_text);
     int32_t outcome = result::ok;
     if (clock_code != 0) {
         report_text(glob, message::clock_failed, {decimal(glob->msg_token, clock_code)});
         blank_controls({glob->msg_text, text_of(glob->msg_text).size()});
         // Like the record before it: the clock's failure is what counts now.
-        (void)write_line(glob, {no_timestamp, record_type::error, ""}, glob->msg_text);
+        const int second = write_line(glob, {timestamp, record_type::error, ""}, glob->msg_text);
+        code = code != 0 ? code : second;
         outcome = result::manager;
     } else if (code != 0) {
         show_lost_record(glob, code, frame);
         outcome = result::file;
     }
+    if (code != 0)
+        (void)close_log(glob);  // opening it again looks for a line that was cut off
     if (copied_to_system_log(type))
         copy_to_system_log(glob, frame);
     return outcome;

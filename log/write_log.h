@@ -26,10 +26,12 @@ constexpr std::string_view account = "ACCOUNT";
 // The log file is opened by the first record, and again whenever it has vanished. ERROR and WARNING
 // records are copied to the system log. In validation mode the text alone goes to standard error.
 //
-// Results, each failure already reported on standard error:
+// Results:
 //    0  the record is written
-//   -2  the log file could not be opened, positioned or written
-//   -3  the current time could not be had; the record is written with a placeholder for it
+//   -2  the log file could not be opened or positioned, which is said on standard error, or not
+//       written, which is said there with the record itself
+//   -3  the current time could not be had: the record is written with a placeholder for it, and a
+//       second one that says so, if the log can be written
 [[nodiscard]] int32_t write_log(glob_struct *glob, std::string_view type, location where);
 
 // Closes the log file if it is open; it counts as not open afterwards, also on a failure.

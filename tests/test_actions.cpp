@@ -117,38 +117,6 @@ TEST(Priority, FollowsTheDecidingRule) {
               (Lines{"priority 7 10", "priority 7 -5", "priority 7 10", "priority 7 0"}));
 }
 
-TEST(Priority, OfAnAgentThatIsGoneIsNoFailure) {
-    const TempInstance instance;
-    Recording played;
-    played.line("result operation=priority call=1 sqlcode=-1224")
-        .line("result operation=priority call=2 sqlcode=-1032")
-        .snapshot(1000)
-        .app(busy(7))
-        .app(busy(8));
-    govern(instance, "setlimit cpu 60;", played, 1);
-    EXPECT_EQ(of_type(instance.log(), "ERROR"), Lines{});
-}
-
-TEST(Priority, ThatIsRefusedEndsTheDaemonButNotTheCleanUp) {
-    const TempInstance instance;
-    instance.config("dbname sample; setlimit cpu 60;");
-    Recording played;
-    played
-        .line("result operation=priority call=3 sqlcode=-7")  // set
-        .line("result operation=priority call=5 sqlcode=-8")  // given back
-        .snapshot(1000);
-    for (uint32_t agent = 1; agent <= 4; ++agent)
-        played.app(busy(agent));
-    instance.recording(played);
-    Daemon daemon(instance);
-    EXPECT_EQ(daemon.wait_exit().status, 247);
-    EXPECT_EQ(of_type(instance.log(), "ERROR"),
-              (Lines{"ERROR (10080) #1022|-7", "ERROR (22040) #1022|-8"}));
-    EXPECT_EQ(calls(instance), (Lines{"priority 1 10", "priority 2 10", "priority 3 10",
-                                      "priority 3 0", "priority 2 0", "priority 1 0"}));
-    EXPECT_FALSE(std::filesystem::exists(instance.status_file()));
-}
-
 // Members with their figures: who refers to whom, since when and with which weight.
 struct Member {
     uint32_t agent_id, weight, start, ref = 0;
@@ -188,67 +156,6 @@ TEST(Schedule, SharesOutTheGoodPriorities) {
         EXPECT_EQ(instance.journal().size(), 2U * static_cast<size_t>(one.members));
         EXPECT_EQ(of_type(instance.log(), "SCHEDGRP").size(), static_cast<size_t>(one.members));
     }
-}
-
-TEST(Schedule, RanksByReferencesAgeAndWeight) {
-    const TempInstance instance;
-    Recording played;
-    // 2 is referred to, 4 the oldest, 3 the lightest; then come 5, which joined last, and 1 by age.
-    std::vector<Member> members{
-        {1, 50, 800}, {2, 60, 900}, {3, 10, 950, 2}, {4, 70, 700}, {5, 50, 990}};
-    add(played.snapshot(1000), members, "tool");
-    members[1].ref = members[2].ref = 1;  // and then 1 is referred to: 2 and 1 change places
-    add(played.snapshot(1010), members, "tool");
-    govern(instance, "setlimit cpu 1 action schedule class;", played, 2);
-    Lines made = calls(instance);
-    made.resize(7);  // before the end
-    EXPECT_EQ(made, (Lines{"priority 5 5", "priority 4 0", "priority 3 0", "priority 2 0",
-                           "priority 1 5", "priority 2 5", "priority 1 0"}));
-}
-
-TEST(Schedule, MovesBetweenGroupsAndLetsGo) {
-    const TempInstance instance;
-    Recording played;
-    add(played.snapshot(1000), {{1, 5, 900}, {2, 5, 900}}, "tool");
-    App app = busy(1);
-    app.locks = 100;  // the second rule's now
-    played.snapshot(1010).app(app).statement(5, 900);
-    played.app(busy(2));  // nothing running: priority 0, but still a member
-    played.snapshot(1020).app(app);
-    add(played, {{2, 5, 900}}, "tool");
-    App quiet = busy(1);
-    quiet.cpu = 0;  // no rule places it any more
-    played.snapshot(1030).app(quiet).app(busy(2)).statement(5, 900);
-    govern(instance, "setlimit cpu 1 action schedule;\n setlimit locks 9 action schedule;", played,
-           4);
-    EXPECT_EQ(
-        of_type(instance.log(), "SCHEDGRP"),
-        (Lines{"SCHEDGRP #1076|tool|JOE|id1|1|#1082|60", "SCHEDGRP #1076|tool|JOE|id2|1|#1082|60",
-               "SCHEDGRP #1076|tool|JOE|id1|2|#1083|100"}));
-    EXPECT_EQ(calls(instance), (Lines{"priority 2 0", "priority 1 0",  // joined
-                                      "priority 1 0",                  // let go
-                                      "priority 2 0"}));               // the end
-}
-
-TEST(Schedule, ReportsPrioritiesThatAreRefused) {
-    const auto records_of = [](const std::string &call) {
-        const TempInstance instance;
-        instance.config("dbname sample; setlimit cpu 1 action schedule;");
-        Recording played;
-        played.line("result operation=priority call=" + call + " sqlcode=-9");
-        add(played.snapshot(1000), {{1, 5, 900}}, "tool");
-        App quiet = busy(1);
-        quiet.cpu = 0;
-        played.snapshot(1010).app(quiet);
-        instance.recording(played);
-        Daemon daemon(instance);
-        daemon.pass();
-        EXPECT_EQ(daemon.wait_exit().status, 247);
-        return of_type(instance.log(), "ERROR");
-    };
-    EXPECT_EQ(records_of("1"), Lines{"ERROR (21030) #1022|-9"});
-    EXPECT_EQ(records_of("2"), Lines{"ERROR (21010) #1022|-9"});
-    EXPECT_EQ(records_of("1-"), (Lines{"ERROR (21030) #1022|-9", "ERROR (22060) #1022|-9"}));
 }
 
 TEST(Reread, GivesPrioritiesBackAndKeepsAccounts) {

@@ -155,7 +155,7 @@ TEST(Snapshot, WeightsAreHalvedForBusyApplications) {
               records.end());
 }
 
-TEST(Snapshot, MalformedBuffersEndTheDaemonBeforeItActs) {
+TEST(Snapshot, MalformedRecordsEndTheDaemonUnread) {
     const std::string application = "application agent_id=7 applname=tool user_cpu_s=60 ";
     const Lines damaged{"ERROR (9030) #1051", "252"};
     for (const Lines &lines : {

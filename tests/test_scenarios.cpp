@@ -1,0 +1,171 @@
+// Plays the scenarios of tests/scenarios, whose README says how they are written: what is recorded,
+// what fails, and what must be seen of it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+
+#include "tests/harness.h"
+
+namespace ravelo::test {
+namespace {
+
+using Scenario = std::map<std::string, Lines>;
+
+std::vector<Scenario> read_scenarios(const std::string &name) {
+    std::ifstream file(std::string(RAVELO_SCENARIOS "/") + name);
+    std::vector<Scenario> all;
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream words(line);
+        std::string key, value;
+        words >> key >> std::ws;
+        std::getline(words, value);
+        if (key.empty() || key[0] == '#')
+            continue;
+        if (key == "scenario")
+            all.emplace_back();
+        if (key == "snapshot" || key == "line")
+            value.insert(0, key + " ");
+        all.back()[key == "snapshot" || key == "line" ? "recording" : key].push_back(value);
+    }
+    return all;
+}
+
+std::string only(const Scenario &one, const std::string &key, const std::string &otherwise = "") {
+    const auto found = one.find(key);
+    return found == one.end() ? otherwise : found->second.at(0);
+}
+
+Lines all_of(const Scenario &one, const std::string &key) {
+    const auto found = one.find(key);
+    return found == one.end() ? Lines{} : found->second;
+}
+
+std::string joined(const Lines &lines, const std::string &between) {
+    std::string all;
+    for (const std::string &line : lines)
+        all += (all.empty() ? "" : between) + line;
+    return all;
+}
+
+uint32_t number(const std::string &text, uint32_t otherwise) {
+    return text.empty() ? otherwise : static_cast<uint32_t>(std::stoul(text.substr(1)));
+}
+
+void add_application(Recording &played, const std::string &text) {
+    static const std::regex form(
+        "([0-9]+)((?:/[0-9]+(?:@[0-9]+)?)*)(![0-9]+)?(>[0-9]+)?(=[0-9]+)?");
+    std::smatch part;
+    ASSERT_TRUE(std::regex_match(text, part, form)) << text;
+    const std::string agent = part[1];
+    played.app({.agent_id = number("#" + agent, 0),
+                .applname = "tool",
+                .appl_id = "id" + agent,
+                .authid = "JOE",
+                .cpu = number(part[5], 60),
+                .locks = number(part[3], 0),
+                .ref = number(part[4], 0)});
+    const std::string statements = part[2];
+    static const std::regex statement("(/[0-9]+)(@[0-9]+)?");
+    for (std::sregex_iterator at(statements.begin(), statements.end(), statement), end; at != end;
+         ++at)
+        played.statement(number((*at)[1], 0), number((*at)[2], 900));
+}
+
+Recording recording_of(const Scenario &one) {
+    Recording played;
+    for (const std::string &line : all_of(one, "recording")) {
+        std::istringstream words(line);
+        std::string word;
+        words >> word;
+        if (word == "line") {
+            played.line(line.substr(5));
+            continue;
+        }
+        words >> word;
+        played.snapshot(static_cast<uint32_t>(std::stoul(word)));
+        while (words >> word)
+            add_application(played, word);
+    }
+    return played;
+}
+
+std::string field(const std::string &line, const std::string &name) {
+    const size_t begin = line.find(" " + name + "=");
+    if (begin == std::string::npos)
+        return "";
+    const size_t value = begin + name.size() + 2;
+    return line.substr(value, line.find(' ', value) - value);
+}
+
+Lines calls_of(const TempInstance &instance) {
+    Lines calls;
+    for (const std::string &line : instance.journal())
+        calls.push_back(field(line, "operation") == "force"
+                            ? "force " + field(line, "agent_id")
+                            : field(line, "agent_id") + " " + field(line, "priority"));
+    return calls;
+}
+
+void play(const Scenario &one) {
+    SCOPED_TRACE(only(one, "scenario"));
+    const TempInstance instance;
+    const std::string head = "dbname sample; interval 10; ";
+    instance.config(head + joined(all_of(one, "rules"), "\n"));
+    instance.recording(recording_of(one));
+    Daemon daemon(instance, {.faults = only(one, "faults")});
+    const int passes = std::stoi(only(one, "passes", "0"));
+    EXPECT_TRUE(daemon.passes(passes));
+    if (one.contains("reread"))
+        instance.config(head + only(one, "reread"));
+    const int status = std::stoi(only(one, "status", "0"));
+    const bool stops = status == 0 || one.contains("stop");
+    EXPECT_EQ((stops ? daemon.stop() : daemon.wait_exit()).status, status);
+    EXPECT_EQ(joined(calls_of(instance), ", "), only(one, "calls"));
+    Lines errors, others;
+    for (const std::string &record : of_type(instance.log()))
+        if (record.starts_with("ERROR") || record.starts_with("WARNING"))
+            errors.push_back(record);
+        else if (!std::regex_search(record, std::regex("^(START|READCFG|STOP)")))
+            others.push_back(record);
+    EXPECT_EQ(errors, all_of(one, "error"));
+    if (one.contains("record")) {
+        EXPECT_EQ(others, all_of(one, "record"));
+    }
+}
+
+TEST(Scenario, Scheduling) {
+    for (const Scenario &one : read_scenarios("scheduling.txt"))
+        play(one);
+}
+
+TEST(Scenario, Failures) {
+    for (const Scenario &one : read_scenarios("failures.txt"))
+        play(one);
+}
+
+TEST(Scenario, WhatAReReadKeepsAndForgets) {
+    const TempInstance instance;
+    const std::string head = "dbname sample; interval 10; ";
+    instance.config(head + "debug 1; account 1; setlimit uowtime 5 idle 5;");
+    Recording played;
+    // The switches would fail from the second pass on, if anyone asked.
+    played.line("result operation=switches call=2- rc=9");
+    for (const uint32_t time : {1000U, 1060U, 1120U})
+        played.snapshot(time).app({.agent_id = 7, .cpu = time});
+    instance.recording(played);
+    Daemon daemon(instance);
+    ASSERT_TRUE(daemon.pass());
+    instance.config(head + "setlimit cpu 60000;");
+    ASSERT_TRUE(daemon.passes(2));
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(of_type(instance.log(), "ACCOUNT").size(), 1U);
+    const Lines debug = of_type(instance.log(), "DEBUG");  // the level stays
+    EXPECT_EQ(std::count(debug.begin(), debug.end(), "DEBUG #1066|10"), 3);
+}
+
+}  // namespace
+}  // namespace ravelo::test
