@@ -39,7 +39,8 @@ bench: deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=OFF -DRAVELO_BENCH=ON -DCMAKE_BUILD_TYPE=Release" BUILD=build-bench
 	@build-bench/ravelo_bench
 
-lint: build
+lint: deps
+	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
 	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
 	@git ls-files -co --exclude-standard '*.cpp' | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p $(BUILD)
 

@@ -1,6 +1,7 @@
 // What a governing pass costs. Arguments of each benchmark: the number of applications. The counter
 // ns/application is CPU time; copying the snapshot into the daemon's buffer is part of a pass.
 #include <benchmark/benchmark.h>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -23,9 +24,12 @@ namespace {
 std::string quiet_rules() {
     std::string rules = "dbname bench; interval 1; account 1440;\n";
     for (int i = 0; i < 20; ++i) {
-        const std::string n = std::to_string(i);
-        rules += "desc 'rule " + n + "' authid user" + n + ", other" + n + " applname app" + n +
-                 ", tool setlimit cpu 1000000 locks 100000 rowsread 1000000 idle 3600;\n";
+        char rule[200];
+        (void)std::snprintf(rule, sizeof(rule),
+                            "desc 'rule %d' authid user%d, other%d applname app%d, tool setlimit "
+                            "cpu 1000000 locks 100000 rowsread 1000000 idle 3600;\n",
+                            i, i, i, i);
+        rules += rule;
     }
     return rules;
 }
@@ -73,7 +77,7 @@ void run_passes(benchmark::State &state, const std::string &rules, workload show
     shown.applications = static_cast<uint32_t>(state.range(0));
     show(shown);
     governor daemon(rules);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (govern(daemon.glob()) != 0)
             state.SkipWithError("the pass failed");
     }
@@ -83,7 +87,7 @@ void run_passes(benchmark::State &state, const std::string &rules, workload show
 // Touching every field that a rule looks at, and nothing else.
 void plain_walk(benchmark::State &state) {
     show({.applications = static_cast<uint32_t>(state.range(0))});
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         snapshot_bytes bytes(snapshot_shown());
         const appl_snapshot *record = nullptr;
         uint64_t sum = 0;

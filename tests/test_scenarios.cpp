@@ -1,9 +1,8 @@
 // Plays the scenarios of tests/scenarios, whose README says how they are written: what is recorded,
 // what fails, and what must be seen of it.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <map>
 #include <regex>
 #include <sstream>
