@@ -309,6 +309,7 @@ HOOK(syslog, void, int priority, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
     char text[4096];
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started two lines above
     (void)std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
     const char *const mark = std::strcmp(format, "%s") != 0 ? "FORMAT!" : "";

@@ -127,9 +127,9 @@ std::vector<int32_t> ranked(std::vector<schedapp_struct> &members) {
         members[i].class_next = i + 1 < members.size() ? &members[i + 1] : nullptr;
     }
     schedule_class(nullptr, members.empty() ? nullptr : members.data());
-    std::vector<int32_t> priorities;
-    for (const schedapp_struct &member : members)
-        priorities.push_back(member.priority);
+    std::vector<int32_t> priorities(members.size());
+    std::transform(members.begin(), members.end(), priorities.begin(),
+                   [](const schedapp_struct &member) { return member.priority; });
     return priorities;
 }
 
