@@ -1,11 +1,15 @@
 // The exported operations that act on an application: force and agent priority.
+#include <array>
 #include <cerrno>
 #include <initializer_list>
 #include <string>
+#include <syslog.h>
 
 #include "dbm/call.h"
 #include "dbm/instance.h"
 #include "dbm/journal.h"
+#include "dbm/message_text.h"
+#include "dbm/message_tokens.h"
 #include "dbm/session.h"
 #include "govern/dbm.h"
 
@@ -65,6 +69,15 @@ outcome not_journaled(const session &connection, int problem) noexcept {
     return warning;
 }
 
+// Puts a warning's text in the system log.
+void warn(const outcome &warning) noexcept {
+    sqlca ca = {};
+    dbm::fill_sqlca(&ca, warning);
+    std::array<char, 1024> text = {};
+    if (dbm::write_message(text, dbm::catalog_name::manager, ca) > 0)
+        syslog(LOG_WARNING, "%s", text.data());
+}
+
 outcome force(dbm::traced_call &call, int count, const uint32_t *agent_ids, int mode) {
     if (count != 1 || agent_ids == nullptr || mode != 0) {
         return refused(operation::force, dbm::sql::bad_call,
@@ -101,11 +114,15 @@ outcome set_priority(dbm::traced_call &call, uint32_t agent_id, int priority, in
         return connection.governed->set_priority(target, priority);
     });
     // Any code of ours would end the daemon here, so a journal that can't be written is only
-    // traced.
+    // traced, and a refusal is reported from here.
     const int lost = note(connection, entry, result);
     if (lost != 0)
         call.argument("journal_error", lost);
-    return result;
+    if (entry.scripted || result.sqlcode <= 0)
+        return result;
+    call.argument("refused", result.sqlcode);
+    warn(result);
+    return {};
 }
 
 }  // namespace

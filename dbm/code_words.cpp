@@ -67,6 +67,14 @@ constexpr auto sqlcodes = std::to_array<known_sqlcode>({
     {sql::buffer_too_small, "the snapshot buffer is too small"},
     {sql::no_data, "there is nothing to report"},
     {sql::journal_not_written, "the journal could not be written"},
+    {sql::rows_unknown, "rules on rows cannot act: the server does not count rows"},
+    {sql::sessions_hidden, "other sessions are not seen: pg_read_all_stats is missing"},
+    {sql::force_forbidden, "no session can be forced: pg_signal_backend is missing"},
+    {sql::nice_forbidden, "nice values cannot be set: CAP_SYS_NICE is missing"},
+    {sql::group_forbidden, "priorities have no effect: autogroup files cannot be written"},
+    {sql::force_refused, "the database manager refused or could not be asked"},
+    {sql::priority_refused, "the system refused the priority"},
+    {sql::priorities_unkept, "priorities cannot be set: the file that keeps them is unusable"},
     {sql::database_unknown, "the database is unknown"},
     {sql::not_attached, "not attached to the instance"},
     {sql::unreachable, "the database manager is not running"},
@@ -77,6 +85,8 @@ constexpr auto sqlcodes = std::to_array<known_sqlcode>({
     {sql::bad_recording, "a line of the recording is not understood"},
     {sql::file_unreadable, "a file could not be read"},
     {sql::snapshot_too_large, "the snapshot is too large"},
+    {sql::connect_failed, "the database manager refused the connection"},
+    {sql::request_failed, "the database manager refused the request"},
 });
 
 }  // namespace

@@ -12,6 +12,16 @@ constexpr int32_t buffer_too_small = 1606;     // bytes needed, bytes given
 constexpr int32_t no_data = 1611;              // database
 constexpr int32_t journal_not_written = 1911;  // file, error code
 
+// What an attachment lacks, and what a database manager refused.
+constexpr int32_t rows_unknown = 1920;       // the manager's own text
+constexpr int32_t sessions_hidden = 1921;    // role
+constexpr int32_t force_forbidden = 1922;    // role
+constexpr int32_t nice_forbidden = 1923;     // none
+constexpr int32_t group_forbidden = 1924;    // user id of the server
+constexpr int32_t force_refused = 1925;      // agent id, application id, the manager's own text
+constexpr int32_t priority_refused = 1926;   // agent id, application id, error code
+constexpr int32_t priorities_unkept = 1927;  // file, error code
+
 constexpr int32_t database_unknown = -1013;    // database, file
 constexpr int32_t not_attached = -1024;        // operation
 constexpr int32_t unreachable = -1032;         // database
@@ -29,6 +39,11 @@ constexpr int32_t snapshot_too_large = -1907;  // database, bytes
 constexpr int32_t instance_unusable = -1908;   // instance directory, error code
 constexpr int32_t tmp_unusable = -1909;        // tmp directory, error code
 constexpr int32_t already_attached = -1910;    // instance directory
+constexpr int32_t connect_failed = -1930;      // the manager's own text
+constexpr int32_t request_failed = -1931;      // the manager's own text
+constexpr int32_t server_elsewhere = -1932;    // process id
+constexpr int32_t priorities_left = -1933;     // number of agents, file
+constexpr int32_t manager_absent = -1934;      // manager, what it needs
 
 }  // namespace dbm::sql
 

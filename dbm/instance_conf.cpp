@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "dbm/codes.h"
 #include "dbm/fields.h"
@@ -17,20 +18,22 @@ namespace {
 
 constexpr size_t longest_name = 9;
 constexpr uint32_t most_nodes = 1000;
+constexpr size_t longest_database = 8;
+constexpr uint32_t longest_timeout = 3600;
 
-bool set_name(settings &conf, std::string_view value) {
+bool set_name(settings &conf, std::string_view, std::string_view value) {
     if (value.empty() || value.size() > longest_name)
         return false;
     conf.name = value;
     return true;
 }
 
-bool set_manager(settings &conf, std::string_view value) {
+bool set_manager(settings &conf, std::string_view, std::string_view value) {
     conf.manager = value;
     return !value.empty();
 }
 
-bool set_nodes(settings &conf, std::string_view value) {
+bool set_nodes(settings &conf, std::string_view, std::string_view value) {
     uint32_t nodes = 0;
     if (!parse_number(value, nodes) || nodes < 1 || nodes > most_nodes)
         return false;
@@ -38,22 +41,74 @@ bool set_nodes(settings &conf, std::string_view value) {
     return true;
 }
 
-bool set_observe(settings &conf, std::string_view value) {
+bool set_observe(settings &conf, std::string_view, std::string_view value) {
     conf.observe = value == "yes";
     return value == "yes" || value == "no";
 }
 
+bool set_connection(settings &conf, std::string_view, std::string_view value) {
+    conf.connection = value;
+    return !value.empty();
+}
+
+std::string upper_case(std::string_view text) {
+    std::string upper(text);
+    for (char &c : upper) {
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    }
+    return upper;
+}
+
+bool set_database(settings &conf, std::string_view subject, std::string_view value) {
+    std::string name = upper_case(subject);
+    if (name.empty() || name.size() > longest_database || value.empty() ||
+        !server_name(conf, name).empty())
+        return false;
+    conf.databases.push_back({std::move(name), std::string(value)});
+    return true;
+}
+
+bool set_protect(settings &conf, std::string_view, std::string_view value) {
+    conf.protect_privileged = value != "none";
+    while (conf.protect_privileged) {
+        const size_t comma = value.find(',');
+        const std::string_view role = without_blanks(value.substr(0, comma));
+        if (role.empty() || role == "none")
+            return false;
+        conf.protected_roles.emplace_back(role);
+        if (comma == std::string_view::npos)
+            break;
+        value.remove_prefix(comma + 1);
+    }
+    return true;
+}
+
+bool set_timeout(settings &conf, std::string_view, std::string_view value) {
+    uint32_t seconds = 0;
+    if (!parse_number(value, seconds) || seconds < 1 || seconds > longest_timeout)
+        return false;
+    conf.timeout = seconds;
+    return true;
+}
+
 struct setting_key {
     std::string_view name;
-    bool (*set)(settings &conf, std::string_view value);
-    std::string_view reason;  // when the value is refused
+    // subject is the word between the key and '=', empty for keys that have none.
+    bool (*set)(settings &conf, std::string_view subject, std::string_view value);
+    std::string_view reason;   // when the value is refused
+    bool has_subject = false;  // then it may stand once for every subject
 };
 
-constexpr std::array<setting_key, 4> keys = {{
+constexpr std::array<setting_key, 8> keys = {{
     {"name", set_name, "is not a name of 1 to 9 characters"},
     {"manager", set_manager, "is not the name of a manager"},
     {"nodes", set_nodes, "is not a number from 1 to 1000"},
     {"observe", set_observe, "is neither yes nor no"},
+    {"connection", set_connection, "is not a connection string"},
+    {"database", set_database, "is not the only name of a database of 1 to 8 characters", true},
+    {"protect", set_protect, "is neither none nor a list of roles"},
+    {"timeout", set_timeout, "is not a number from 1 to 3600"},
 }};
 
 std::string_view without_comment(std::string_view line) {
@@ -71,11 +126,13 @@ bool apply_line(settings &conf, std::string_view text, std::bitset<keys.size()> 
     if (line.empty())
         return true;
     const size_t equals = line.find('=');
-    const std::string_view name = without_blanks(line.substr(0, equals));
+    const std::string_view left = without_blanks(line.substr(0, equals));
+    const std::string_view name = left.substr(0, left.find_first_of(" \t"));
+    const std::string_view subject = without_blanks(left.substr(name.size()));
     const auto *const key = std::find_if(keys.begin(), keys.end(),
                                          [&](const setting_key &k) { return k.name == name; });
-    if (key == keys.end()) {
-        fault = {name.empty() ? line : name, "is not a setting"};
+    if (key == keys.end() || (!key->has_subject && !subject.empty())) {
+        fault = {left.empty() ? line : left, "is not a setting"};
         return false;
     }
     if (equals == std::string_view::npos) {
@@ -83,13 +140,13 @@ bool apply_line(settings &conf, std::string_view text, std::bitset<keys.size()> 
         return false;
     }
     const auto index = static_cast<size_t>(key - keys.begin());
-    if (met.test(index)) {
+    if (met.test(index) && !key->has_subject) {
         fault = {name, "stands there twice"};
         return false;
     }
     met.set(index);
     const std::string_view value = without_blanks(line.substr(equals + 1));
-    if (!key->set(conf, value)) {
+    if (!key->set(conf, subject, value)) {
         fault = {value, key->reason};
         return false;
     }
@@ -97,6 +154,14 @@ bool apply_line(settings &conf, std::string_view text, std::bitset<keys.size()> 
 }
 
 }  // namespace
+
+std::string_view server_name(const settings &conf, std::string_view database) {
+    for (const database_name &each : conf.databases) {
+        if (each.name == database)
+            return each.server;
+    }
+    return {};
+}
 
 outcome read_settings(const std::string &path, settings &conf) {
     conf = settings{};

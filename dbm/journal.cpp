@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 
+#include "dbm/codes.h"
 #include "dbm/fields.h"
 #include "dbm/files.h"
 #include "dbm/instance.h"
@@ -16,6 +17,14 @@ namespace {
 template <typename Number>
 void append_number(std::string &line, std::string_view name, Number value) {
     append_field(line, name, std::to_string(value));
+}
+
+void append_text(std::string &line, const outcome &answer) {
+    sqlca ca = {};
+    fill_sqlca(&ca, answer);
+    std::array<char, 1024> text = {};
+    const size_t length = write_message(text, catalog_name::manager, ca);
+    append_field(line, "error", {text.data(), length});
 }
 
 // Writes a line to the journal of the session's database.
@@ -63,20 +72,18 @@ int note_action(const session &connection, const journal_entry &entry, const out
         append_field(line, "observe", "yes");
     if (entry.scripted)
         append_field(line, "scripted", "yes");
+    if (!entry.scripted && answer.sqlcode > 0 && answer.sqlcode != sql::agent_already_gone)
+        append_text(line, answer);
     return write_journal(connection, line);
 }
 
 int note_failure(const session &connection, operation which, const outcome &answer) {
-    sqlca ca = {};
-    fill_sqlca(&ca, answer);
-    std::array<char, 1024> text = {};
-    const size_t length = write_message(text, catalog_name::manager, ca);
     std::string line;
     append_number(line, "time", connection.snap_time);
     append_field(line, "operation", name_of(which));
     append_number(line, "rc", answer.rc);
     append_number(line, "sqlcode", answer.sqlcode);
-    append_field(line, "error", {text.data(), length});
+    append_text(line, answer);
     return write_journal(connection, line);
 }
 

@@ -2,12 +2,15 @@
 // 'field=value' pairs for every force and priority call, in the order
 //
 //   time operation agent_id appl_id applname authid [priority] rc sqlcode done [observe] [scripted]
+//   [error]
 //
 // time is the latest snapshot's; the texts of an agent that is not in it are empty (""). done=yes:
 // carried out. observe=yes: answered as done but not carried out, as the instance's settings say.
-// scripted=yes: the answer comes from a recording's script, nothing was carried out.
+// scripted=yes: the answer comes from a recording's script, nothing was carried out. error: the
+// text of a refusal.
 //
-// A snapshot that failed is noted with 'time operation rc sqlcode error'.
+// A snapshot that failed, and what an attachment lacks, is noted with 'time operation rc sqlcode
+// error'.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +36,7 @@ struct journal_entry {
 [[nodiscard]] int note_action(const session &connection, const journal_entry &entry,
                               const outcome &answer);
 
-// Notes a failed monitor operation with its text. Results as note_action.
+// Notes a failure or a warning of a monitor operation with its text. Results as note_action.
 [[nodiscard]] int note_failure(const session &connection, operation which, const outcome &answer);
 
 // The journal's path. May throw bad_alloc.

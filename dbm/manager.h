@@ -48,7 +48,8 @@ struct manager {
 
     // Appends the applications of a database to builder, with the snapshot's time and switch
     // states. May be called again for the same snapshot until it is taken. Answers sql::no_data
-    // when there will be no more snapshots, sql::unreachable, or a failure.
+    // when there will be no more snapshots, sql::unreachable or sql::agent_gone when the manager
+    // can't be reached just now, a warning (the daemon goes on without this snapshot) or a failure.
     outcome (*list)(const std::string &database, snapshot_builder &builder);
 
     // The snapshot listed last was delivered.
@@ -59,7 +60,8 @@ struct manager {
     outcome (*force)(const agent &target);
 
     // Sets the priority of an agent of the latest snapshot, 0: its normal one. sql::agent_gone when
-    // it has gone.
+    // it has gone. A refusal is positive; it is noted and reported here, since the daemon, which
+    // would end at any other code, must not learn of it.
     outcome (*set_priority)(const agent &target, int priority);
 
     // The scripted outcome of this call of an operation, null: none. Called once for every call;
@@ -71,7 +73,7 @@ struct manager {
 // The manager of that name, null when this library has none.
 [[nodiscard]] const manager *find_manager(std::string_view name);
 
-// The names of all managers, for messages: "embedded". May throw bad_alloc.
+// The names of all managers, for messages: "embedded, postgres". May throw bad_alloc.
 [[nodiscard]] std::string manager_names();
 
 }  // namespace dbm

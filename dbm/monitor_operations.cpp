@@ -152,9 +152,9 @@ bool read_request(const snapshot_request *request, session &connection) {
 // the journal.
 outcome list(operation which, const session &connection, dbm::snapshot_builder &builder) {
     outcome result = connection.governed->list(connection.database, builder);
-    const bool failed = result.sqlcode < 0 && result.sqlcode != dbm::sql::unreachable &&
-                        result.sqlcode != dbm::sql::agent_gone;
-    if (failed)
+    const bool said = dbm::succeeded(result) || result.sqlcode == dbm::sql::unreachable ||
+                      result.sqlcode == dbm::sql::agent_gone || result.sqlcode > 0;
+    if (!said)
         (void)dbm::note_failure(connection, which, result);  // the answer itself is the failure
     if (dbm::succeeded(result) && builder.needed > UINT32_MAX) {
         return dbm::answered(dbm::sql::snapshot_too_large,
