@@ -2,12 +2,13 @@
 
 #include "dbm/embedded/embedded_manager.h"
 #include "dbm/manager.h"
+#include "dbm/postgres/postgres_manager.h"
 
 namespace dbm {
 
 namespace {
 
-constexpr std::array<const manager *, 1> managers = {&embedded::shape};
+constexpr std::array<const manager *, 2> managers = {&embedded::shape, &postgres::shape};
 
 }  // namespace
 

@@ -1,0 +1,40 @@
+// What was changed of processes' priorities, kept in a file until it is given back, so that the
+// next attachment can do so for one that was killed: <instance>/tmp/<DATABASE>.<node>.priorities.
+//
+// A line 'set pid=N start=N nice=N [group=N] to=N' is written before each change: the process and
+// its start time, the nice value that it had itself and the one of its session's group, and the one
+// it gets. 'done pid=N start=N' follows when it was given back. Lines that were cut short or say
+// something else are left out.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace dbm::postgres {
+
+struct changed_process {
+    pid_t pid = 0;
+    uint64_t start = 0;  // of the process, as status_of has it
+    pid_t leader = 0;    // of a parallel worker: the session's process; else its own
+    int nice = 0;        // before the first change
+    std::optional<int> group_nice;
+    std::vector<int> set;  // every value that it may have been given since
+};
+
+// Reads what an earlier attachment left. Results: 0, also when there is no file, or the system's
+// error number. May throw bad_alloc.
+[[nodiscard]] int read_kept(const std::string &path, std::vector<changed_process> &kept);
+
+// Adds a line: that a process is about to get its last value of set, that it was given back.
+// Results: 0, a system error number or a code of the library. May throw bad_alloc.
+[[nodiscard]] int keep_change(const std::string &path, const changed_process &change);
+[[nodiscard]] int keep_return(const std::string &path, const changed_process &change);
+
+// Replaces the file by one that says the same in as few lines as can be; none where there is
+// nothing to keep. Results as keep_change.
+[[nodiscard]] int rewrite_kept(const std::string &path, const std::vector<changed_process> &kept);
+
+}  // namespace dbm::postgres

@@ -1,0 +1,39 @@
+// The governed server: the connection to it, made anew when it was lost, and what may be done
+// there.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "dbm/instance_conf.h"
+#include "dbm/outcome.h"
+#include "dbm/postgres/connection.h"
+#include "dbm/postgres/process.h"
+
+namespace dbm::postgres {
+
+struct server {
+    connection link;
+    pid_t process = 0;         // the server's own process, whose children the backends are
+    bool counts_rows = false;  // it has the extension
+    priority_rights rights;
+
+    // What is missing for governing, a warning each; every code once for an attachment.
+    std::vector<outcome> lacks;
+};
+
+// Connects and finds out what may be done. trouble::statement where a server was reached that can't
+// be governed; *problem then says why. May throw bad_alloc.
+[[nodiscard]] reply connect_server(server &where, const settings &conf, outcome &problem);
+
+// Asks a statement; after a lost connection once more on a new one. May throw bad_alloc.
+[[nodiscard]] reply ask_server(server &where, const settings &conf, const statement &what,
+                               std::span<const parameter> parameters, rows &answer);
+
+// Does without the server's count of rows, which failed for that reason.
+void stop_counting_rows(server &where, std::string reason);
+
+}  // namespace dbm::postgres
