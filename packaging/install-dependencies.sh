@@ -2,7 +2,8 @@
 # Installs the Debian packages that building and testing need and that are missing.
 set -euo pipefail
 
-packages=(g++ cmake make gettext libgtest-dev libbenchmark-dev)
+packages=(g++ cmake make gettext libgtest-dev libbenchmark-dev libpq-dev postgresql
+          postgresql-server-dev-all)
 
 missing=()
 for package in "${packages[@]}"; do

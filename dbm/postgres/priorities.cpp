@@ -99,6 +99,7 @@ priority_answer set_process_priority(priority_table &table, const priority_targe
     if (!table.rights.nice && !table.rights.group)
         return {priority_result::refused, EPERM};
     const int nice = std::min(priority, weakest_nice);
+    table.changed.reserve(table.changed.size() + 1);  // nothing can fail once it is set
     const auto known = find_change(table, target.pid, target.start);
     const bool is_new = known == table.changed.end();
     changed_process change;
@@ -117,7 +118,6 @@ priority_answer set_process_priority(priority_table &table, const priority_targe
     }
     std::erase(change.set, nice);
     change.set.push_back(nice);
-    table.changed.reserve(table.changed.size() + 1);
     if (const int lost = keep_change(table.path, change); lost != 0)
         return {priority_result::unkept, lost};
     ++table.lines;

@@ -1,0 +1,196 @@
+// The daemon governs a live server: every limit, every action, and what becomes of it when the
+// server or the daemon ends.
+#include <algorithm>
+#include <cmath>
+#include <sched.h>
+#include <thread>
+
+#include "tests/postgres/live_server.h"
+
+namespace ravelo::test {
+namespace {
+
+const std::string head = "dbname sample; interval 1; ";
+const char *const endless = "select count(*) from generate_series(1, 1000000000000)";
+
+struct LimitCase {
+    const char *limit;
+    std::vector<const char *> offender, twin;  // statements; the last one is not waited for
+};
+
+// Each offender is forced in the state that it is in, its twin with the same name is not.
+TEST_F(Live, EveryLimitHitsItsOffenderAndNoTwin) {
+    (void)server().admin("alter database sample owner to app");
+    Session owner("owner");
+    (void)owner.run("create table t1(); create table t2(); create table t3(); create table t4()");
+    Session holder("holder");
+    (void)holder.run("begin; lock table t4");
+    const std::vector<LimitCase> cases = {
+        {"cpu 2", {endless}, {"select pg_sleep(100)"}},
+        {"locks 2",
+         {"begin; lock table t1, t2, t3 in share mode"},
+         {"begin; lock table t1 in share mode"}},
+        {"idle 1", {"select 1"}, {"select pg_sleep(100)"}},
+        {"uowtime 1", {"begin; select 1"}, {"select 1"}},
+        {"uowtime 1", {"begin; lock table t4"}, {"select 1"}},
+    };
+    std::string rules = head;
+    std::vector<Session> offenders, twins;
+    for (const LimitCase &each : cases) {
+        const std::string name = "case" + std::to_string(offenders.size());
+        rules += "applname " + name + " setlimit " + each.limit + " action force;\n";
+        for (const char *const statement : each.offender)
+            offenders.emplace_back(name).send(statement);
+        for (const char *const statement : each.twin)
+            twins.emplace_back(name).send(statement);
+    }
+    (void)instance.config(rules);
+    Daemon daemon(instance);
+    EXPECT_TRUE(passes_until(daemon, [&] {
+        return std::all_of(offenders.begin(), offenders.end(),
+                           [](const Session &s) { return s.ended(); });
+    }));
+    for (size_t i = 0; i < cases.size(); ++i) {
+        EXPECT_TRUE(offenders[i].ended()) << cases[i].limit;
+        EXPECT_FALSE(twins[i].ended()) << cases[i].limit;
+    }
+    EXPECT_FALSE(holder.ended());
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(of_type(instance.log(), "FORCE").size(), cases.size());
+    // Only the library's one warning: this server does not count rows.
+    EXPECT_EQ(of_type(instance.log(), "WARNING"), Lines{"WARNING (15005) #102|DBMSWITCH|1920"});
+}
+
+double share_of(const Session &one, const Session &other) {
+    const double a = cpu_seconds_of(one.pid());
+    const double b = cpu_seconds_of(other.pid());
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    const double used = cpu_seconds_of(one.pid()) - a;
+    return used / std::max(used + cpu_seconds_of(other.pid()) - b, 0.01);
+}
+
+TEST_F(Live, PriorityChangesTheShareOfOneCoreUntilTheStop) {
+    Session slow("slow"), fast("fast");
+    cpu_set_t core;
+    CPU_ZERO(&core);
+    CPU_SET(0, &core);
+    for (Session *const each : {&slow, &fast}) {
+        if (sched_setaffinity(each->pid(), sizeof core, &core) != 0)
+            GTEST_SKIP() << "may not bind processes to a core";
+        each->send(endless);
+    }
+    EXPECT_NEAR(share_of(slow, fast), 0.5, 0.2);
+    (void)instance.config(head + "applname slow setlimit cpu 1 action priority 19;");
+    Daemon daemon(instance);
+    ASSERT_TRUE(passes_until(daemon, [&] { return nice_values(slow.pid()) == Nice{19, 19}; }));
+    EXPECT_EQ(nice_values(fast.pid()), (Nice{0, 0}));
+    EXPECT_LT(share_of(slow, fast), 0.2);
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(nice_values(slow.pid()), (Nice{0, 0}));
+    EXPECT_NEAR(share_of(slow, fast), 0.5, 0.2);
+    EXPECT_EQ(instance.read("tmp/SAMPLE.0.priorities"), "");
+}
+
+TEST_F(Live, ScheduleFavoursTheSessionThatOthersWaitFor) {
+    Session owner("owner");
+    (void)owner.run("create table hot (i int); insert into hot values (1)");
+    std::vector<Session> sessions;
+    for (int i = 0; i < 12; ++i) {
+        sessions.emplace_back("ranked");
+        // The sixth to come holds the row; those after it wait for it in a queue.
+        if (i < 5)
+            sessions.back().send("begin; select pg_sleep(100)");
+        else if (i == 5)
+            sessions.back().send("begin; update hot set i = 2; select pg_sleep(100)");
+        else
+            sessions.back().send("begin; update hot set i = 3");
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    (void)instance.config(head + "applname ranked setlimit uowtime 1 action schedule;");
+    Daemon daemon(instance);
+    const auto ranks = [&] {
+        std::vector<int> all;
+        for (const Session &each : sessions)
+            all.push_back(nice_values(each.pid()).own);
+        std::sort(all.begin(), all.end());
+        return all;
+    };
+    const std::vector<int> expected{0, 0, 0, 5, 5, 5, 10, 10, 10, 19, 19, 19};
+    EXPECT_TRUE(passes_until(daemon, [&] { return ranks() == expected; }));
+    EXPECT_EQ(nice_values(sessions[5].pid()), (Nice{0, 0}));
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(ranks(), std::vector<int>(12, 0));
+}
+
+TEST_F(Live, AccountsWhatTheKernelCounts) {
+    Session busy("busy"), quiet("quiet");
+    (void)busy.run(
+        "do $$ declare t timestamptz := clock_timestamp(); begin while clock_timestamp()"
+        " < t + interval '2.5 s' loop end loop; end $$");
+    (void)instance.config(head + "account 1; applname none setlimit idle 9;");
+    Daemon daemon(instance);
+    ASSERT_TRUE(passes_until(daemon, [&] { return !of_type(instance.log(), "ACCOUNT").empty(); }));
+    const Lines records = of_type(instance.log(), "ACCOUNT");
+    ASSERT_EQ(records.size(), 1U);
+    int user = 0, system = 0;
+    ASSERT_EQ(sscanf(records[0].substr(records[0].size() - 21).c_str(), "%d %d", &user, &system),
+              2);
+    EXPECT_NEAR(user + system, std::floor(cpu_seconds_of(busy.pid())), 1) << records[0];
+    EXPECT_EQ(daemon.stop().status, 0);
+}
+
+TEST_F(Live, RidesThroughARestartOfTheServer) {
+    (void)instance.config(head + "applname idler setlimit idle 1 action force;");
+    Daemon daemon(instance);
+    EXPECT_TRUE(daemon.passes(2));
+    server().stop();
+    EXPECT_TRUE(daemon.passes(3));
+    server().start();
+    Session idler("idler"), other("other");
+    EXPECT_TRUE(passes_until(daemon, [&] { return idler.ended(); }));
+    EXPECT_FALSE(other.ended());
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(of_type(instance.log(), "WARNING"), (Lines{"WARNING (15005) #102|DBMSWITCH|1920",
+                                                         "WARNING (15005) #103|DBMSWITCH|-1032"}));
+}
+
+TEST_F(Live, ObservingTouchesNothing) {
+    govern_server(instance, "observe = yes\n");
+    Session idler("idler"), open_work("slow");
+    (void)open_work.run("begin");
+    (void)instance.config(head +
+                          "applname idler setlimit idle 1 action force;"
+                          "applname slow setlimit uowtime 1 action priority 10;");
+    Daemon daemon(instance);
+    EXPECT_TRUE(passes_until(daemon, [&] { return instance.journal().size() >= 4; }));
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_FALSE(idler.ended());
+    EXPECT_EQ(nice_values(open_work.pid()), (Nice{0, 0}));
+}
+
+TEST_F(Live, TheNextStartGivesBackWhatAKilledDaemonChanged) {
+    Session slow("slow"), twin("twin");
+    (void)slow.run("begin");
+    (void)twin.run("begin");
+    (void)instance.config(head + "applname slow setlimit uowtime 1 action priority 12;");
+    {
+        Daemon killed(instance);
+        ASSERT_TRUE(passes_until(killed, [&] { return nice_values(slow.pid()) == Nice{12, 12}; }));
+        killed.signal(SIGKILL);
+    }
+    EXPECT_EQ(nice_values(slow.pid()), (Nice{12, 12}));
+    (void)instance.run({"stop", "SAMPLE", "0"});
+    (void)instance.config(head + "applname none setlimit idle 9;");
+    // A line about another process with that id, and one that was cut short, are left alone.
+    std::string kept = instance.read("tmp/SAMPLE.0.priorities");
+    kept += "set pid=" + std::to_string(twin.pid()) + " start=1 nice=7 to=0\nset pid=";
+    (void)instance.write("tmp/SAMPLE.0.priorities", kept);
+    Daemon next(instance);
+    EXPECT_TRUE(passes_until(next, [&] { return nice_values(slow.pid()) == Nice{0, 0}; }));
+    EXPECT_EQ(nice_values(twin.pid()), (Nice{0, 0}));
+    EXPECT_EQ(next.stop().status, 0);
+    EXPECT_EQ(instance.read("tmp/SAMPLE.0.priorities"), "");
+}
+
+}  // namespace
+}  // namespace ravelo::test
