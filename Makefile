@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps demo test asan clang bench lint format install clean
+.PHONY: all build deps test-deps demo test asan clang bench lint format install clean
 
 all: build
 
@@ -12,34 +12,37 @@ build:
 	@rm -f $(BUILD).log
 	@cmake --build $(BUILD) -j $(JOBS)
 
-# Installs with apt-get what of the build's and the tests' needs is missing.
+# Install with apt-get what of the build's needs, or the tests' as well, is missing.
 deps:
 	@packaging/install-dependencies.sh
+
+test-deps:
+	@packaging/install-dependencies.sh tests
 
 # Governs the recorded workload in examples/orders and shows what is done about it.
 demo: deps
 	@$(MAKE) --no-print-directory build
 	@examples/demo.sh $(BUILD)
 
-test: deps
+test: test-deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
 # The tests under AddressSanitizer (with leak checking) and UBSan.
-asan: deps
+asan: test-deps
 	@$(MAKE) --no-print-directory build BUILD=build-asan CMAKE_FLAGS="-DRAVELO_SANITIZE=ON -DRAVELO_BENCH=OFF"
 	@ctest --test-dir build-asan --output-on-failure -j $(JOBS)
 
 # The tests, built by clang++.
-clang: deps
+clang: test-deps
 	@CXX=clang++ $(MAKE) --no-print-directory build BUILD=build-clang CMAKE_FLAGS="-DRAVELO_BENCH=OFF"
 	@ctest --test-dir build-clang --output-on-failure -j $(JOBS)
 
-bench: deps
+bench: test-deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=OFF -DRAVELO_BENCH=ON -DCMAKE_BUILD_TYPE=Release" BUILD=build-bench
 	@build-bench/ravelo_bench
 
-lint: deps
+lint: test-deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
 	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
 	@git ls-files -co --exclude-standard '*.cpp' | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p $(BUILD)

@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building and testing need and that are missing.
+# Installs the Debian packages that are missing: what building needs, and with "tests" also what
+# testing does.
 set -euo pipefail
 
-packages=(g++ cmake make gettext libgtest-dev libbenchmark-dev libpq-dev postgresql
-          postgresql-server-dev-all)
+packages=(g++ cmake make gettext libpq-dev)
+if [ "${1:-}" = tests ]; then
+    packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

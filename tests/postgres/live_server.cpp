@@ -92,10 +92,12 @@ LiveServer::~LiveServer() {
     std::filesystem::remove_all(dir_, ignored);
 }
 
-void LiveServer::start() {
-    pid_ =
-        spawn(as_server_user({programs + "postgres", "-D", dir_ + "/data", "-k", dir_, "-h", "",
-                              "-F", "-c", "log_destination=stderr", "-c", "logging_collector=on"}));
+void LiveServer::start(const Lines &more) {
+    Lines words{
+        programs + "postgres",    "-D", dir_ + "/data",        "-k", dir_, "-h", "", "-F", "-c",
+        "log_destination=stderr", "-c", "logging_collector=on"};
+    words.insert(words.end(), more.begin(), more.end());
+    pid_ = spawn(as_server_user(words));
     const std::string where = "host=" + dir_ + " user=postgres dbname=postgres";
     EXPECT_TRUE(eventually([&] { return PQping(where.c_str()) == PQPING_OK; }));
 }

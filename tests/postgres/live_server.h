@@ -21,8 +21,8 @@ class LiveServer {
     // Null where PostgreSQL is not installed.
     static LiveServer *get();
     ~LiveServer();
-    void start();
-    void stop();  // as an administrator does who doesn't wait for sessions
+    void start(const Lines &more = {});  // more: further words of its command line
+    void stop();                         // as an administrator does who doesn't wait for sessions
     [[nodiscard]] pid_t pid() const { return pid_; }
     [[nodiscard]] const std::string &socket() const { return dir_; }
     // Runs a statement as the superuser; the first value of its answer.

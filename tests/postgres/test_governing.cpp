@@ -2,6 +2,8 @@
 // server or the daemon ends.
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <sched.h>
 #include <thread>
 
@@ -60,6 +62,42 @@ TEST_F(Live, EveryLimitHitsItsOffenderAndNoTwin) {
     // Only the library's one warning: this server does not count rows.
     EXPECT_EQ(of_type(instance.log(), "WARNING"), Lines{"WARNING (15005) #102|DBMSWITCH|1920"});
 }
+
+#ifdef RAVELO_EXTENSION
+TEST_F(Live, RowsAreLimitedWhileTheyAreReadWhereTheServerCountsThem) {
+    server().stop();
+    server().start({"-c", "shared_preload_libraries=" RAVELO_EXTENSION});
+    // As CREATE EXTENSION does it, without a file in the system's folders.
+    std::ifstream file(RAVELO_EXTENSION_SQL);
+    std::string script{std::istreambuf_iterator<char>(file), {}};
+    script.erase(0, script.find("CREATE FUNCTION"));
+    script.replace(script.find("MODULE_PATHNAME"), 15, RAVELO_EXTENSION);
+    Session boss("boss", "postgres");
+    (void)boss.run("create schema ravelo; " + script);
+    (void)boss.run(
+        "create table big as select generate_series(1, 200000) n; grant all on big to app");
+    const char *const reading = "select count(*) from big a, big b, big c where a.n + b.n < c.n";
+    Session reader("rows"), selecter("rows"), twin("rows"), other("others");
+    reader.send(reading);
+    (void)selecter.run("select n from big limit 2000");
+    (void)twin.run("select n from big limit 900");
+    other.send(reading);
+    (void)instance.config(head +
+                          "applname rows setlimit rowsread 1000000 rowssel 1000 action force;");
+    Daemon daemon(instance);
+    EXPECT_TRUE(passes_until(daemon, [&] { return reader.ended() && selecter.ended(); }));
+    EXPECT_FALSE(twin.ended());
+    EXPECT_FALSE(other.ended());
+    EXPECT_EQ(daemon.stop().status, 0);
+    EXPECT_EQ(of_type(instance.log(), "FORCE").size(), 2U);
+    EXPECT_EQ(of_type(instance.log(), "WARNING"), Lines{});
+    other.close();
+    (void)boss.run("drop schema ravelo cascade; drop table big");
+    boss.close();
+    server().stop();
+    server().start();
+}
+#endif
 
 double share_of(const Session &one, const Session &other) {
     const double a = cpu_seconds_of(one.pid());
