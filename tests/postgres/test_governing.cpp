@@ -83,7 +83,7 @@ TEST_F(Live, RowsAreLimitedWhileTheyAreReadWhereTheServerCountsThem) {
     (void)twin.run("select n from big limit 900");
     other.send(reading);
     (void)instance.config(head +
-                          "applname rows setlimit rowsread 1000000 rowssel 1000 action force;");
+                          "applname rows setlimit rowsread 150000 rowssel 1000 action force;");
     Daemon daemon(instance);
     EXPECT_TRUE(passes_until(daemon, [&] { return reader.ended() && selecter.ended(); }));
     EXPECT_FALSE(twin.ended());
