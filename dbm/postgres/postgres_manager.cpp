@@ -148,8 +148,8 @@ outcome take_up(governor &g, const std::string &database) {
     if (answer.count() == 0)
         return answered(sql::database_unknown,
                         {database, "database " + std::string(named[0].data())});
-    if (give_all_back(g.priorities) > 0)
-        return answered(sql::priorities_left, {"some", g.priorities.path});
+    if (const size_t left = give_all_back(g.priorities); left > 0)
+        return answered(sql::priorities_left, {std::to_string(left), g.priorities.path});
     g.datname = answer.text(0, 0);
     g.priorities.path = tmp_file(
         current_instance(),
