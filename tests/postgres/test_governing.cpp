@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <sched.h>
+#include <sstream>
 #include <thread>
 
 #include "tests/postgres/live_server.h"
@@ -149,14 +150,17 @@ TEST_F(Live, ScheduleFavoursTheSessionThatOthersWaitFor) {
     Daemon daemon(instance);
     const auto ranks = [&] {
         std::vector<int> all;
+        all.reserve(sessions.size());
         for (const Session &each : sessions)
             all.push_back(nice_values(each.pid()).own);
         std::sort(all.begin(), all.end());
         return all;
     };
     const std::vector<int> expected{0, 0, 0, 5, 5, 5, 10, 10, 10, 19, 19, 19};
-    EXPECT_TRUE(passes_until(daemon, [&] { return ranks() == expected; }));
-    EXPECT_EQ(nice_values(sessions[5].pid()), (Nice{0, 0}));
+    // References to a session count from the pass after its first one in the group.
+    EXPECT_TRUE(passes_until(daemon, [&] {
+        return ranks() == expected && nice_values(sessions[5].pid()) == Nice{0, 0};
+    }));
     EXPECT_EQ(daemon.stop().status, 0);
     EXPECT_EQ(ranks(), std::vector<int>(12, 0));
 }
@@ -171,9 +175,9 @@ TEST_F(Live, AccountsWhatTheKernelCounts) {
     ASSERT_TRUE(passes_until(daemon, [&] { return !of_type(instance.log(), "ACCOUNT").empty(); }));
     const Lines records = of_type(instance.log(), "ACCOUNT");
     ASSERT_EQ(records.size(), 1U);
+    std::istringstream figures(records[0].substr(records[0].size() - 21));
     int user = 0, system = 0;
-    ASSERT_EQ(sscanf(records[0].substr(records[0].size() - 21).c_str(), "%d %d", &user, &system),
-              2);
+    figures >> user >> system;
     EXPECT_NEAR(user + system, std::floor(cpu_seconds_of(busy.pid())), 1) << records[0];
     EXPECT_EQ(daemon.stop().status, 0);
 }
