@@ -14,7 +14,11 @@
 namespace ravelo::test {
 namespace {
 
+#ifdef RAVELO_SERVER_PROGRAMS
+const std::string programs = RAVELO_SERVER_PROGRAMS;
+#else
 const std::string programs = "/usr/lib/postgresql/15/bin/";
+#endif
 
 pid_t spawn(Lines words) {
     std::vector<char *> arguments;

@@ -7,6 +7,7 @@
 #include <sched.h>
 #include <sstream>
 #include <thread>
+#include <unistd.h>
 
 #include "tests/postgres/live_server.h"
 
@@ -110,6 +111,8 @@ double share_of(const Session &one, const Session &other) {
 }
 
 TEST_F(Live, PriorityChangesTheShareOfOneCoreUntilTheStop) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to give priorities back";
     Session slow("slow"), fast("fast");
     cpu_set_t core;
     CPU_ZERO(&core);
@@ -212,6 +215,8 @@ TEST_F(Live, ObservingTouchesNothing) {
 }
 
 TEST_F(Live, TheNextStartGivesBackWhatAKilledDaemonChanged) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to give priorities back";
     Session slow("slow"), twin("twin");
     (void)slow.run("begin");
     (void)twin.run("begin");

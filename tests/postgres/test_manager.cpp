@@ -1,6 +1,7 @@
 // The PostgreSQL manager as the daemon calls it: what it shows, what it refuses, what it answers
 // when the server can't be reached.
 #include <csignal>
+#include <unistd.h>
 
 #include "tests/postgres/live_server.h"
 
@@ -101,6 +102,8 @@ TEST_F(Live, ASessionThatIsGoneIsDone) {
 }
 
 TEST_F(Live, WorkersCountForTheirLeader) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to give priorities back";
     (void)server().admin("alter database sample owner to app");
     Session leader("leader");
     (void)leader.run(
