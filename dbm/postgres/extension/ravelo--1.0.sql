@@ -1,13 +1,12 @@
-\echo Use "CREATE EXTENSION ravelo" to load this file. \quit
-
+-- CREATE EXTENSION has made the schema ravelo, as the control file says.
 CREATE FUNCTION ravelo.statements(
-    OUT pid int, OUT rows_selected bigint, OUT rows_read bigint, OUT plan_cost double precision)
+    OUT pid integer,
+    OUT rows_selected bigint,
+    OUT rows_read bigint,
+    OUT plan_cost double precision)
 RETURNS SETOF record
 AS 'MODULE_PATHNAME', 'ravelo_statements'
-LANGUAGE C STRICT VOLATILE PARALLEL RESTRICTED;
-
-COMMENT ON FUNCTION ravelo.statements() IS
-    'what each session has selected and read since it began, and the cost of its running statement';
+LANGUAGE C STRICT VOLATILE PARALLEL RESTRICTED ROWS 100;
 
 REVOKE ALL ON FUNCTION ravelo.statements() FROM PUBLIC;
 GRANT USAGE ON SCHEMA ravelo TO pg_read_all_stats;
