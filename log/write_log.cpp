@@ -39,7 +39,7 @@ int32_t open_log(glob_struct *glob) {
     if (seek_code != 0) {
         fail_stderr(glob, message::log_end_not_found, {decimal(glob->msg_token, seek_code)});
         syslog(LOG_ERR, "%s", glob->msg_text);
-        (void)close_log(glob);  // a handle at the wrong place would overwrite earlier records
+        (void)close_log(glob);  // the next record opens it anew
         return result::file;
     }
     // A daemon that was killed may have left half a line: the next record gets one of its own.

@@ -102,6 +102,25 @@ Lines split_lines(const std::string &text) {
     return lines;
 }
 
+std::string journal_field(const std::string &line, const std::string &name) {
+    const size_t at = line.find(" " + name + "=");
+    if (at == std::string::npos)
+        return "";
+    const size_t begin = at + name.size() + 2;
+    return line.substr(begin, line.find(' ', begin) - begin);
+}
+
+Lines TempInstance::calls(const std::string &name) const {
+    Lines all;
+    for (const std::string &line : journal(name)) {
+        std::string call = journal_field(line, "operation") + " " + journal_field(line, "agent_id");
+        if (call.starts_with("priority"))
+            call += " " + journal_field(line, "priority");
+        all.push_back(call);
+    }
+    return all;
+}
+
 Recording &Recording::line(const std::string &added) {
     text += added + "\n";
     return *this;

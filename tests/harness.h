@@ -60,6 +60,8 @@ std::vector<LogLine> parse_log(const std::string &text);
 // The records of one type, or of every type: "TYPE text", with a location "TYPE (location) text".
 Lines of_type(const std::vector<LogLine> &log, std::string_view type = "");
 Lines split_lines(const std::string &text);
+// Value of a field of a journal line; empty when it has none.
+std::string journal_field(const std::string &line, const std::string &name);
 
 // One application as a snapshot shows it; what is 0 or empty is left out of the recording. Texts
 // may hold any byte.
@@ -109,6 +111,8 @@ class TempInstance {
     [[nodiscard]] Lines journal(const std::string &name = "SAMPLE.0") const {
         return split_lines(read("tmp/" + name + ".journal"));
     }
+    // The calls of the journal, short: "force 7", "priority 7 10".
+    [[nodiscard]] Lines calls(const std::string &name = "SAMPLE.0") const;
     [[nodiscard]] std::vector<LogLine> log() const { return parse_log(read("log")); }
     // "priority|text" each; one that was used as a format begins with "FORMAT!".
     [[nodiscard]] Lines system_log() const { return split_lines(read("syslog")); }

@@ -7,27 +7,6 @@
 namespace ravelo::test {
 namespace {
 
-// Value of a field of a journal line.
-std::string field(const std::string &line, const std::string &name) {
-    const size_t at = line.find(" " + name + "=");
-    if (at == std::string::npos)
-        return "";
-    const size_t begin = at + name.size() + 2;
-    return line.substr(begin, line.find(' ', begin) - begin);
-}
-
-// The calls of a journal, short: "force 7", "priority 7 10".
-Lines calls(const TempInstance &instance) {
-    Lines all;
-    for (const std::string &line : instance.journal()) {
-        std::string call = field(line, "operation") + " " + field(line, "agent_id");
-        if (field(line, "operation") == "priority")
-            call += " " + field(line, "priority");
-        all.push_back(call);
-    }
-    return all;
-}
-
 // Runs passes over a recording and stops by request.
 void govern(const TempInstance &instance, const std::string &rules, const Recording &played,
             int passes, const Options &options = {}) {
@@ -54,8 +33,8 @@ TEST(Force, HitsTheOffenderOnceAndNotItsNeighbour) {
         played.snapshot(time).app(busy(7)).app(busy(8, "other"));
     govern(instance, "applname tool setlimit cpu 60 action force;", played, 3);
     EXPECT_EQ(of_type(instance.log(), "FORCE"), Lines{"FORCE #1088|tool|JOE|id7|99|1|#1082|60"});
-    EXPECT_EQ(calls(instance), Lines{"force 7"});
-    EXPECT_EQ(field(instance.journal()[0], "sqlcode"), "0");
+    EXPECT_EQ(instance.calls(), Lines{"force 7"});
+    EXPECT_EQ(journal_field(instance.journal()[0], "sqlcode"), "0");
 }
 
 TEST(Force, ToldApartByItsAnswer) {
@@ -93,8 +72,8 @@ TEST(Priority, IsSetOnceAndGivenBackAtTheEnd) {
         played.snapshot(time).app(busy(7)).app(busy(42)).app(busy(3)).app(busy(8, "other"));
     govern(instance, "applname tool setlimit cpu 60 action priority 5;", played, 5);
     EXPECT_EQ(of_type(instance.log(), "NICE").size(), 3U);
-    EXPECT_EQ(calls(instance), (Lines{"priority 7 5", "priority 42 5", "priority 3 5",
-                                      "priority 42 0", "priority 7 0", "priority 3 0"}));
+    EXPECT_EQ(instance.calls(), (Lines{"priority 7 5", "priority 42 5", "priority 3 5",
+                                       "priority 42 0", "priority 7 0", "priority 3 0"}));
 }
 
 TEST(Priority, FollowsTheDecidingRule) {
@@ -113,7 +92,7 @@ TEST(Priority, FollowsTheDecidingRule) {
     EXPECT_EQ(of_type(instance.log(), "NICE"), (Lines{"NICE #1077|tool|JOE|id7|10|1|#1082|60",
                                                       "NICE #1077|tool|JOE|id7|-5|2|#1083|1000",
                                                       "NICE #1077|tool|JOE|id7|10|1|#1082|60"}));
-    EXPECT_EQ(calls(instance),
+    EXPECT_EQ(instance.calls(),
               (Lines{"priority 7 10", "priority 7 -5", "priority 7 10", "priority 7 0"}));
 }
 
@@ -148,7 +127,7 @@ TEST(Schedule, SharesOutTheGoodPriorities) {
         }
         govern(instance, "setlimit cpu 1 action schedule;", played, 2);
         std::map<std::string, int> counted;
-        Lines made = calls(instance);
+        Lines made = instance.calls();
         made.resize(static_cast<size_t>(one.members));  // the second pass changes nothing
         for (const std::string &call : made)
             ++counted[call.substr(call.rfind(' ') + 1)];
@@ -173,7 +152,7 @@ TEST(Reread, GivesPrioritiesBackAndKeepsAccounts) {
     ASSERT_TRUE(daemon.pass());
     instance.config("dbname sample; interval 10; account 1;");
     ASSERT_TRUE(daemon.pass());
-    const Lines made = calls(instance);
+    const Lines made = instance.calls();
     EXPECT_EQ(Lines(made.begin() + 4, made.end()),
               (Lines{"priority 3 0", "priority 2 0", "priority 1 0", "priority 5 0"}));
     EXPECT_EQ(of_type(instance.log(), "READCFG").size(), 2U);
@@ -193,7 +172,7 @@ TEST(Reread, EndsTheDaemonWhenTheFileIsBad) {
     std::filesystem::remove(rules);
     EXPECT_EQ(daemon.wait_exit().status, 254);
     EXPECT_EQ(of_type(instance.log(), "ERROR"), Lines{"ERROR (1055) #1023|" + rules + "|2"});
-    EXPECT_EQ(calls(instance), (Lines{"priority 1 10", "priority 1 0"}));
+    EXPECT_EQ(instance.calls(), (Lines{"priority 1 10", "priority 1 0"}));
     EXPECT_FALSE(std::filesystem::exists(instance.status_file()));
 }
 

@@ -92,20 +92,12 @@ Recording recording_of(const Scenario &one) {
     return played;
 }
 
-std::string field(const std::string &line, const std::string &name) {
-    const size_t begin = line.find(" " + name + "=");
-    if (begin == std::string::npos)
-        return "";
-    const size_t value = begin + name.size() + 2;
-    return line.substr(value, line.find(' ', value) - value);
-}
-
+// The journal's calls; a priority call without its name.
 Lines calls_of(const TempInstance &instance) {
-    Lines calls;
-    for (const std::string &line : instance.journal())
-        calls.push_back(field(line, "operation") == "force"
-                            ? "force " + field(line, "agent_id")
-                            : field(line, "agent_id") + " " + field(line, "priority"));
+    Lines calls = instance.calls();
+    for (std::string &call : calls)
+        if (call.starts_with("priority "))
+            call.erase(0, 9);
     return calls;
 }
 

@@ -94,7 +94,6 @@ TEST(StatusFile, IsNamedAndHeldAsAgreed) {
         const TempInstance instance;
         instance.config(quiet);
         instance.recording(Recording().snapshot(1000));
-        instance.write("stale", "");
         Daemon daemon(instance, {.database = one.database, .node = one.node});
         ASSERT_TRUE(daemon.pass());
         const std::string status = "tmp/" + one.name + ".GDA";
@@ -250,7 +249,6 @@ TEST(Start, FailuresBehindTheFirstRecord) {
         int status;
         std::string conf;
     };
-    const Lines stopped{"READCFG", "STOP"};
     for (const Case &one : {
              Case{"dbm_set_client@1=5", {"ERROR (1020) #1054|5"}, 253, "nodes = 2\n"},
              Case{"dbm_attach@1=-1/-77;dbm_message_text:ozusql@1=0",
