@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps test-deps demo test asan clang bench lint format install clean
+.PHONY: all build deps test-deps demo test asan clang m32 bench preset lint format install clean
 
 all: build
 
@@ -28,19 +28,21 @@ test: test-deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-# The tests under AddressSanitizer (with leak checking) and UBSan.
-asan: test-deps
-	@$(MAKE) --no-print-directory build BUILD=build-asan CMAKE_FLAGS="-DRAVELO_SANITIZE=ON -DRAVELO_BENCH=OFF"
-	@ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+# Presets of CMakePresets.json: the tests under AddressSanitizer (with leak checking) and UBSan,
+# built by clang++, and in a 32-bit build.
+asan clang m32: test-deps
+	@$(MAKE) --no-print-directory preset PRESET=$@
+	@ctest --preset $@ -j $(JOBS)
 
-# The tests, built by clang++.
-clang: test-deps
-	@CXX=clang++ $(MAKE) --no-print-directory build BUILD=build-clang CMAKE_FLAGS="-DRAVELO_BENCH=OFF"
-	@ctest --test-dir build-clang --output-on-failure -j $(JOBS)
-
+# The benchmarks; BENCH_FLAGS are Google Benchmark's.
 bench: test-deps
-	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=OFF -DRAVELO_BENCH=ON -DCMAKE_BUILD_TYPE=Release" BUILD=build-bench
-	@build-bench/ravelo_bench
+	@$(MAKE) --no-print-directory preset PRESET=release
+	@build-release/ravelo_bench $(BENCH_FLAGS)
+
+preset:
+	@cmake --preset $(PRESET) > build-$(PRESET).log 2>&1 || { cat build-$(PRESET).log; exit 1; }
+	@rm -f build-$(PRESET).log
+	@cmake --build --preset $(PRESET) -j $(JOBS)
 
 lint: test-deps
 	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
@@ -54,4 +56,4 @@ install: build
 	@cmake --install $(BUILD)
 
 clean:
-	@rm -rf build build-asan build-clang build-bench
+	@rm -rf build build-release build-asan build-clang build-fuzz build-m32
