@@ -1,11 +1,9 @@
 #include "daemon/clean_up.h"
 
-#include <cerrno>
-
 #include "config/rules.h"
-#include "daemon/files.h"
 #include "daemon/memory.h"
 #include "daemon/result.h"
+#include "daemon/status_file.h"
 #include "enforce/account.h"
 #include "enforce/agent_priority.h"
 #include "enforce/nice_appl.h"
@@ -67,8 +65,7 @@ int32_t shut_down(glob_struct *glob, int32_t outcome, bool stop_requested) {
     }
     if (stop_requested)
         return outcome;
-    const int code = delete_file(glob->status_file_name);
-    if (code != 0 && code != ENOENT && outcome == result::ok)
+    if (delete_status_file(glob) != 0 && outcome == result::ok)
         outcome = result::manager;
     return outcome;
 }

@@ -80,7 +80,7 @@ int open_or_create(const char *path, uint32_t *handle) {
 }
 
 int open_existing(const char *path, uint32_t *handle) {
-    return open_handle(path, O_RDONLY, handle);
+    return open_handle(path, O_RDONLY | O_NONBLOCK, handle);
 }
 
 int move_to_end(uint32_t handle) {

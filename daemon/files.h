@@ -21,7 +21,8 @@ namespace ravelo {
 // permissions 0640 less the umask when missing. The caller closes *handle.
 [[nodiscard]] int open_or_create(const char *path, uint32_t *handle);
 
-// Opens an existing file for reading. The caller closes *handle. ENOENT: there is none.
+// Opens an existing file, or folder, for reading, without waiting for whoever writes a pipe. The
+// caller closes *handle. ENOENT: there is none.
 [[nodiscard]] int open_existing(const char *path, uint32_t *handle);
 
 // Moves the position to the end of the file.

@@ -71,6 +71,7 @@ struct glob_struct {
     schedgrp_struct *schedgrp_list;
     char instance_name[10];  // from the first command-line word
     uint16_t debug_level;    // 0 to 5
+    uint32_t status_handle;  // the claimed status file, open for its lock; 0 none
 };
 
 // Sets every field to its start-up value: all zero, but cfg_line, db_available and

@@ -116,7 +116,7 @@ int32_t end_as_stopped(glob_struct *glob, int32_t outcome) {
 int32_t main_loop(glob_struct *glob, bool *stop_requested) {
     uint16_t prev_debug_level = 0;
     for (;;) {
-        take_held_signals();
+        take_held_signals(glob);
         int32_t outcome = test_stop_request(glob, stop_requested);
         if (*stop_requested)
             return end_as_stopped(glob, outcome);

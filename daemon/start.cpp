@@ -89,7 +89,7 @@ int32_t start(glob_struct *glob, const char *node_text) {
     int32_t outcome = get_status_filenames(glob, node_text);
     if (outcome != result::ok)
         return outcome;
-    prepare_stop_signals(glob);
+    prepare_stop_signals();
     outcome = claim_status_file(glob);
     if (outcome != result::ok)
         return outcome;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "daemon/file_lock.h"
 #include "daemon/files.h"
 #include "daemon/result.h"
 #include "log/report.h"
@@ -24,11 +25,77 @@ int32_t fail_with_code(glob_struct *glob, message number, int code) {
     return result::manager;
 }
 
-int32_t fail_creation(glob_struct *glob, int code) {
-    if (code != EEXIST && !is_denied(code))
-        return fail_with_code(glob, message::status_not_created, code);
+int32_t refuse_start(glob_struct *glob) {
     fail_stderr(glob, message::already_governed);
     return result::conflict;
+}
+
+// Creates the status file and locks it for the life of the process. Results as the claim's.
+int32_t create_locked(glob_struct *glob, uint32_t *handle) {
+    const int create_code = create_exclusive(glob->status_file_name, handle);
+    if (create_code == EEXIST || is_denied(create_code))
+        return refuse_start(glob);
+    if (create_code != 0)
+        return fail_with_code(glob, message::status_not_created, create_code);
+    int code = lock_file(*handle);
+    if (code == 0)
+        code = duplicate_handle(*handle, &glob->status_handle);
+    if (code == 0)
+        return result::ok;
+    (void)close_file(*handle);  // the claim has failed, which is reported
+    (void)delete_file(glob->status_file_name);
+    return fail_with_code(glob, message::status_not_created, code);
+}
+
+enum class stop_request : int {
+    none,       // or it can't be opened: deleting it will tell
+    denied,     // it may not be opened, so it can't be said whose it is
+    stale,      // its daemon has gone
+    ours,       // made since our status file was created
+    of_living,  // another daemon has not seen it yet, or has not ended yet
+};
+
+// Finds out whose stop request there is. Results: 0, or the system's error code.
+int look_at_request(const glob_struct *glob, stop_request *found) {
+    *found = stop_request::none;
+    uint32_t handle = 0;
+    const int open_code = open_existing(glob->stop_file_name, &handle);
+    if (open_code != 0) {
+        if (is_denied(open_code))
+            *found = stop_request::denied;
+        return 0;
+    }
+    int code = 0;
+    if (glob->status_handle != 0 && is_same_file(handle, glob->status_handle)) {
+        *found = stop_request::ours;
+    } else {
+        code = lock_file(handle);
+        *found = code == EWOULDBLOCK ? stop_request::of_living : stop_request::stale;
+    }
+    (void)close_file(handle);  // opened only to look
+    return code == EWOULDBLOCK ? 0 : code;
+}
+
+// Deletes a request that nobody waits for. *governed: a daemon may still have to see it, so that
+// this one must not start. Results: 0, or the system's error code.
+int clear_request(const glob_struct *glob, bool *governed) {
+    stop_request found{};
+    const int code = look_at_request(glob, &found);
+    *governed = found == stop_request::of_living || found == stop_request::denied;
+    if (code != 0 || *governed || found == stop_request::ours)
+        return code;
+    const int delete_code = delete_file(glob->stop_file_name);
+    return delete_code == ENOENT ? 0 : delete_code;
+}
+
+// Renames the status file to the stop request. A request that its daemon has yet to see must not be
+// replaced: the status file beside it is then that of a start that was killed, and goes.
+int make_request(const glob_struct *glob) {
+    const folder_lock held(glob->status_file_name);
+    stop_request found{};
+    if (look_at_request(glob, &found) == 0 && found == stop_request::of_living)
+        return delete_file(glob->status_file_name);
+    return rename_file(glob->status_file_name, glob->stop_file_name);
 }
 
 }  // namespace
@@ -58,14 +125,20 @@ int32_t get_status_filenames(glob_struct *glob, const char *node_text) {
 }
 
 int32_t claim_status_file(glob_struct *glob) {
+    const folder_lock held(glob->status_file_name);
     uint32_t handle = 0;
-    const int create_code = create_exclusive(glob->status_file_name, &handle);
-    if (create_code != 0)
-        return fail_creation(glob, create_code);
-    int32_t outcome = result::ok;
-    const int delete_code = delete_file(glob->stop_file_name);
-    if (delete_code != 0 && delete_code != ENOENT)
-        outcome = fail_with_code(glob, message::stale_request_kept, delete_code);
+    int32_t outcome = create_locked(glob, &handle);
+    if (outcome != result::ok)
+        return outcome;
+    bool governed = false;
+    const int request_code = clear_request(glob, &governed);
+    if (request_code != 0)
+        outcome = fail_with_code(glob, message::stale_request_kept, request_code);
+    if (governed) {
+        (void)close_file(handle);  // the start is refused, which is reported
+        (void)delete_file(glob->status_file_name);
+        return refuse_start(glob);
+    }
     const int write_code = write_all(handle, status_content);
     if (write_code != 0)
         outcome = fail_with_code(glob, message::status_not_written, write_code);
@@ -77,8 +150,23 @@ int32_t claim_status_file(glob_struct *glob) {
     return outcome;
 }
 
+int delete_status_file(const glob_struct *glob) {
+    const folder_lock held(glob->status_file_name);
+    if (is_other_file(glob->status_file_name, glob->status_handle))
+        return 0;
+    const int code = delete_file(glob->status_file_name);
+    return code == ENOENT ? 0 : code;
+}
+
+int request_own_stop(const glob_struct *glob) {
+    const folder_lock held(glob->status_file_name);
+    if (is_other_file(glob->status_file_name, glob->status_handle))
+        return 0;
+    return rename_file(glob->status_file_name, glob->stop_file_name);
+}
+
 int32_t request_stop(glob_struct *glob, const char *node_text) {
-    const int code = rename_file(glob->status_file_name, glob->stop_file_name);
+    const int code = make_request(glob);
     if (code == 0)
         return result::ok;
     if (code == ENOENT) {

@@ -2,24 +2,29 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
 #include <poll.h>
 
 #include "daemon/files.h"
+#include "daemon/status_file.h"
 
 namespace ravelo {
 namespace {
 
-// A signal handler has no argument of its own, so the two names stand here.
-const char *status_name = nullptr;
-const char *stop_name = nullptr;
+// A signal handler has no argument of its own.
+volatile std::sig_atomic_t stop_signalled = 0;
 
-extern "C" void make_stop_request(int /*signal*/) {
-    const int saved = errno;
-    // A rename that fails changes nothing: the daemon goes on, and so does its status file.
-    (void)std::rename(status_name, stop_name);
-    errno = saved;
+extern "C" void note_stop_signal(int /*signal*/) {
+    stop_signalled = 1;
+}
+
+// Makes the stop request that a signal has asked for.
+void take_stop_signal(const glob_struct *glob) {
+    if (stop_signalled == 0)
+        return;
+    stop_signalled = 0;
+    // A request that fails changes nothing: the daemon goes on, and so does its status file.
+    (void)request_own_stop(glob);
 }
 
 int install(int signal, void (*handler)(int), int flags) {
@@ -43,25 +48,24 @@ int64_t milliseconds_between(const timespec &from, const timespec &to) {
 
 }  // namespace
 
-void prepare_stop_signals(const glob_struct *glob) {
-    status_name = glob->status_file_name;
-    stop_name = glob->stop_file_name;
+void prepare_stop_signals() {
     sigset_t held;
     (void)sigemptyset(&held);
     for (const int signal : {SIGTERM, SIGINT, SIGPIPE, SIGXFSZ})
         (void)sigaddset(&held, signal);
     (void)sigprocmask(SIG_BLOCK, &held, nullptr);
-    (void)install(SIGTERM, make_stop_request, 0);
-    (void)install(SIGINT, make_stop_request, 0);
+    (void)install(SIGTERM, note_stop_signal, 0);
+    (void)install(SIGINT, note_stop_signal, 0);
 }
 
-void take_held_signals() {
+void take_held_signals(const glob_struct *glob) {
     sigset_t stops;
     (void)sigemptyset(&stops);
     (void)sigaddset(&stops, SIGTERM);
     (void)sigaddset(&stops, SIGINT);
     (void)sigprocmask(SIG_UNBLOCK, &stops, nullptr);  // those that wait are delivered here
     (void)sigprocmask(SIG_BLOCK, &stops, nullptr);
+    take_stop_signal(glob);
 }
 
 int install_trace_handler() {
@@ -87,6 +91,7 @@ void sleep_milliseconds(const glob_struct *glob, uint64_t milliseconds) {
             return;
         if (errno != EINTR)
             (void)nanosleep(&timeout, nullptr);  // passes must not follow each other without pause
+        take_stop_signal(glob);
         if (file_exists(glob->stop_file_name))
             return;
     }

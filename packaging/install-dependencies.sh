@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(g++ cmake make gettext libpq-dev)
 if [ "${1:-}" = tests ]; then
-    packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15)
+    packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin)
 fi
 
 missing=()

@@ -131,6 +131,11 @@ std::optional<std::string> struck(const char *symbol, const void *caller, const 
     }
     if (code == "KILL")
         (void)raise(SIGKILL);
+    if (code == "REQUEST") {
+        const std::string status = subject.substr(0, subject.size() - 1) + "A";
+        (void)std::rename(status.c_str(), subject.c_str());
+        code.reset();
+    }
     errno = saved;
     return code;
 }
@@ -215,6 +220,7 @@ FALLIBLE(int, unlink, (const char *a), (a), a, EIO, -1)
 FALLIBLE(int, rename, (const char *a, const char *b), (a, b), a, EIO, -1)
 FALLIBLE(int, access, (const char *a, int b), (a, b), a, EIO, -1)
 FALLIBLE(int, fstat64, (int a, struct stat *b), (a, b), a, EIO, -1)
+FALLIBLE(int, stat64, (const char *a, struct stat *b), (a, b), a, EIO, -1)
 FALLIBLE(FILE *, fopen64, (const char *a, const char *b), (a, b), a, EIO, nullptr)
 FALLIBLE(int, fileno, (FILE * a), (a), next(a), EBADF, -1)
 FALLIBLE(int, fclose, (FILE * a), (a), a, EIO, ((void)next(a), EOF))

@@ -23,13 +23,15 @@ using Lines = std::vector<std::string>;
 // Faults are a list, separated by ';', of call[:subject]@n=code: the program's n-th such call
 // fails; with n+ every one from the n-th on does.
 //   call     open lseek read write ftruncate fcntl flock close unlink rename access fstat
-//            fopen fileno getc fclose clock_gettime localtime_r sigaction calloc ppoll, and the
-//            dbm_ operations that have a result; "*" any of them but ppoll and dbm_message_text:
-//            the n-th call of all, and with n+ also every later one of the function it struck
+//            stat fopen fileno getc fclose clock_gettime localtime_r sigaction calloc ppoll, and
+//            the dbm_ operations that have a result; "*" any of them but ppoll and
+//            dbm_message_text: the n-th call of all, and with n+ also every later one of the
+//            function it struck
 //   subject  part of the file's path; for calloc the number of bytes; for dbm_message_text part of
 //            the catalog's name. Calls on descriptors 0 to 2 never fail.
 //   code     an errno name or number; for dbm_ operations result or result/SQL code; FAIL what
-//            suits the call; KILL ends the process at the call; for write, SHORT writes half
+//            suits the call; KILL ends the process at the call; for write, SHORT writes half;
+//            REQUEST makes the stop request that the call is about, and lets the call go on
 struct Options {
     std::string faults{};
     bool plain = true;                // messages as "#number|token|token" instead of their texts

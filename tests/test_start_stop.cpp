@@ -134,6 +134,9 @@ TEST(StatusFile, FailuresOfTheClaim) {
              Case{"open:GDA@1=EACCES", "#1007", 2, false},
              Case{"open:GDA@1=EPERM", "#1007", 2, false},
              Case{"open:GDA@1=ENOSPC", "#1009|28", 253, false},
+             Case{"flock:GDA@1=ENOLCK", "#1009|37", 253, false},
+             Case{"fcntl:GDA@1=EMFILE", "#1009|24", 253, false},
+             Case{"open:GDB@1=EACCES", "#1007", 2, false},
              Case{"unlink:GDB@1=EIO", "#1010|5", 253, false},
              Case{"write:GDA@1=ENOSPC", "#1011|28", 253, false},
              Case{"close:GDA@1=EIO", "#1012|5", 253, true},
@@ -215,8 +218,8 @@ TEST(Stop, RequestThatCannotBeLookedAt) {
         int status;
     };
     for (const Case &one : {
-             Case{"open:GDB@1=EACCES", {"STOP Database = SAMPLE."}, 0},
-             Case{"open:GDB@1=EIO", {"ERROR (1050) #1013|5"}, 254},
+             Case{"open:GDB@2=EACCES", {"STOP Database = SAMPLE."}, 0},
+             Case{"open:GDB@2=EIO", {"ERROR (1050) #1013|5"}, 254},
          }) {
         SCOPED_TRACE(one.faults);
         const TempInstance instance;

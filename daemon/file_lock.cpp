@@ -1,0 +1,68 @@
+#include "daemon/file_lock.h"
+
+#include <cerrno>
+#include <ctime>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include "daemon/files.h"
+#include "daemon/glob_struct.h"
+#include "log/text.h"
+
+namespace ravelo {
+namespace {
+
+constexpr int patience_steps = 500;
+constexpr timespec patience_step{0, 10000000};  // 10 ms
+
+bool is_same(const struct stat &one, const struct stat &other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+}  // namespace
+
+int lock_file(uint32_t handle) {
+    return flock(static_cast<int>(handle), LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+}
+
+int duplicate_handle(uint32_t handle, uint32_t *duplicate) {
+    const int fd = fcntl(static_cast<int>(handle), F_DUPFD_CLOEXEC, 3);
+    if (fd < 0)
+        return errno;
+    *duplicate = static_cast<uint32_t>(fd);
+    return 0;
+}
+
+bool is_same_file(uint32_t one, uint32_t other) {
+    struct stat first {};
+    struct stat second {};
+    return fstat(static_cast<int>(one), &first) == 0 &&
+           fstat(static_cast<int>(other), &second) == 0 && is_same(first, second);
+}
+
+bool is_other_file(const char *path, uint32_t handle) {
+    struct stat named {};
+    struct stat opened {};
+    return stat(path, &named) == 0 && fstat(static_cast<int>(handle), &opened) == 0 &&
+           !is_same(named, opened);
+}
+
+folder_lock::folder_lock(const char *path) {
+    char folder[file_name_size];
+    const std::string_view name = path;
+    const size_t slash = name.rfind('/');
+    if (slash == std::string_view::npos || !copy_text(folder, name.substr(0, slash + 1)) ||
+        open_existing(folder, &handle_) != 0)
+        return;
+    for (int step = 0; lock_file(handle_) == EWOULDBLOCK && step < patience_steps; ++step)
+        (void)nanosleep(&patience_step, nullptr);  // cut short or not, the step counts
+}
+
+folder_lock::~folder_lock() {
+    if (handle_ != 0)
+        (void)close_file(handle_);  // opened only for its lock
+}
+
+}  // namespace ravelo
