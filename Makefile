@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps test-deps demo test asan clang m32 bench preset lint format install clean
+.PHONY: all build deps test-deps demo test asan clang m32 fuzz bench preset lint format install clean
 
 all: build
 
@@ -33,6 +33,13 @@ test: test-deps
 asan clang m32: test-deps
 	@$(MAKE) --no-print-directory preset PRESET=$@
 	@ctest --preset $@ -j $(JOBS)
+
+# Each fuzz target for FUZZ_SECONDS, one after the other.
+FUZZ_SECONDS ?= 60
+fuzz: test-deps
+	@packaging/install-dependencies.sh fuzz
+	@$(MAKE) --no-print-directory preset PRESET=fuzz
+	@fuzz/run.sh build-fuzz $(FUZZ_SECONDS)
 
 # The benchmarks; BENCH_FLAGS are Google Benchmark's.
 bench: test-deps

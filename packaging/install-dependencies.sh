@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing: what building needs, and with "tests" also what
-# testing does.
+# Installs the Debian packages that are missing: what building needs, and with a word also what
+# "tests" or "fuzz" need.
 set -euo pipefail
 
 packages=(g++ cmake make gettext libpq-dev)
-if [ "${1:-}" = tests ]; then
-    packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin)
-fi
+case "${1:-}" in
+    tests) packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin) ;;
+    fuzz) packages+=(clang libclang-rt-14-dev) ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do
