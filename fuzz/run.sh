@@ -3,7 +3,7 @@
 # new grows in the build folder; an input that fails is left there as <target>-crash-... and ends
 # the run.
 set -euo pipefail
-build=$1
+build=$(realpath "$1")
 seconds=$2
 shift 2
 here=$(cd "$(dirname "$0")" && pwd)
