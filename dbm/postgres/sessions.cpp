@@ -40,6 +40,12 @@ uint32_t seconds_of(int64_t microseconds) {
     return figure(static_cast<uint64_t>(std::max<int64_t>(microseconds, 0) / second));
 }
 
+// A point in time, which unlike a figure goes beyond the year 2038.
+uint32_t time_of(int64_t microseconds) {
+    constexpr int64_t last = std::numeric_limits<uint32_t>::max();
+    return static_cast<uint32_t>(std::clamp<int64_t>(microseconds / second, 0, last));
+}
+
 // As much of a text as a field has room for, without a part of a character at its end.
 template <size_t Size>
 void put_text(char (&field)[Size], std::string_view text) {
@@ -156,20 +162,21 @@ listed_session describe(const backend &which, const cpu_time &used, int64_t now)
     listed_session session;
     application &reported = session.reported;
     name_session(which, reported.who);
-    reported.conn_time = seconds_of(which.backend_start);
+    reported.conn_time = time_of(which.backend_start);
     if (which.state.starts_with("idle") && which.state_change > 0)
         reported.idle_time = seconds_of(now - which.state_change);
     reported.locks_held = which.locks;
     reported.rows_selected = figure(which.rows_selected);
     reported.rows_read = figure(which.rows_read);
-    reported.uow_start = seconds_of(which.xact_start);
+    reported.uow_start = time_of(which.xact_start);
     reported.user_cpu_s = figure(used.user / cpu_second);
     reported.user_cpu_us = static_cast<uint32_t>(used.user % cpu_second / 1000);
     reported.system_cpu_s = figure(used.system / cpu_second);
     reported.system_cpu_us = static_cast<uint32_t>(used.system % cpu_second / 1000);
     reported.aux_number = static_cast<uint32_t>(which.port);
     session.active = which.state == "active";
-    session.statement_start = seconds_of(which.query_start);
+    // Where the clock was set back a statement has begun just now: the future would count as age.
+    session.statement_start = time_of(std::min(which.query_start, now));
     session.weight =
         static_cast<uint32_t>(std::clamp(which.plan_cost, 1.0, static_cast<double>(most)));
     return session;
