@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps test-deps demo test asan clang m32 fuzz bench preset lint format install clean
+.PHONY: all build deps test-deps m32-deps demo test asan clang m32 fuzz bench preset lint format install clean
 
 all: build
 
@@ -19,6 +19,9 @@ deps:
 test-deps:
 	@packaging/install-dependencies.sh tests
 
+m32-deps:
+	@packaging/install-dependencies.sh m32
+
 # Governs the recorded workload in examples/orders and shows what is done about it.
 demo: deps
 	@$(MAKE) --no-print-directory build
@@ -30,7 +33,9 @@ test: test-deps
 
 # Presets of CMakePresets.json: the tests under AddressSanitizer (with leak checking) and UBSan,
 # built by clang++, and in a 32-bit build.
-asan clang m32: test-deps
+asan clang: test-deps
+m32: m32-deps
+asan clang m32:
 	@$(MAKE) --no-print-directory preset PRESET=$@
 	@ctest --preset $@ -j $(JOBS)
 

@@ -33,9 +33,13 @@ uint32_t number_at(const file_view &file, uint64_t offset) {
 bool string_at(const file_view &file, uint64_t entry, std::string_view &text) {
     const uint64_t length = number_at(file, entry);
     const uint64_t offset = number_at(file, entry + 4);
-    if (offset + length + 1 > file.bytes.size() || file.bytes[offset + length] != '\0')
+    if (offset + length + 1 > file.bytes.size())
         return false;
-    text = file.bytes.substr(offset, length);
+    const auto begin = static_cast<size_t>(offset);
+    const auto end = begin + static_cast<size_t>(length);
+    if (file.bytes[end] != '\0')
+        return false;
+    text = file.bytes.substr(begin, end - begin);
     text = text.substr(0, text.find('\0'));  // what follows are plural forms
     return true;
 }

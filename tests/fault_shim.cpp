@@ -30,7 +30,7 @@ namespace {
 // One fault, call[:subject]@n[+]=code.
 struct Rule {
     std::string call;     // "*": any call that counts, until the rule has struck
-    std::string subject;  // part of the call's path; of calloc, all of its size
+    std::string subject;  // part of the call's path
     long first;
     bool for_good;
     std::string code;  // FAIL: what suits the call
@@ -82,9 +82,6 @@ bool from_program(const void *caller) {
 std::string subject_of(const char *text) {
     return text;
 }
-std::string subject_of(size_t size) {
-    return std::to_string(size);
-}
 std::string subject_of(int fd) {
     char path[PATH_MAX];
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
@@ -100,8 +97,7 @@ bool fits(const Rule &rule, const std::string &call, const std::string &subject,
         return false;
     if (rule.subject.empty())
         return !subject.empty();
-    return call == "calloc" ? rule.subject == subject
-                            : subject.find(rule.subject) != std::string::npos;
+    return subject.find(rule.subject) != std::string::npos;
 }
 
 // The code of the rule that lets this call fail, if one does.
@@ -110,9 +106,8 @@ std::optional<std::string> struck(const char *symbol, const void *caller, const 
     if (!from_program(caller) || (state().rules.empty() && state().count_file.empty()))
         return {};
     const int saved = errno;
-    std::string call = symbol;
-    if (call.ends_with("64"))
-        call.resize(call.size() - 2);
+    static const std::regex word_size("^__|(_time)?64");
+    const std::string call = std::regex_replace(symbol, word_size, "");
     const std::string subject = subject_of(about);
     const bool counts = !subject.empty() && call != "ppoll" && call != "dbm_message_text";
     state().calls += counts ? 1 : 0;
@@ -189,10 +184,12 @@ std::string plain_message(long message, int count, const message_token *first) {
 // Each hook stands in for the symbol of its name, without clashing with the system's declaration;
 // next is the definition that it hides. Parameters are a, b, c … in the order of the real call.
 // NOLINTBEGIN(bugprone-macro-parentheses,cert-dcl50-cpp): parameter lists are no expressions
-#define HOOK(symbol, Result, ...)                                                                 \
+#define HOOK(symbol, Result, ...) HOOK_NAMED(symbol, Result, __VA_ARGS__)
+#define HOOK_NAMED(symbol, Result, ...)                                                           \
     extern "C" [[gnu::visibility("default")]] Result hook_##symbol(__VA_ARGS__) __asm__(#symbol); \
     Result hook_##symbol(__VA_ARGS__)
-#define FIND_NEXT(symbol) \
+#define FIND_NEXT(symbol) FIND_NAMED(symbol)
+#define FIND_NAMED(symbol) \
     static const auto next = reinterpret_cast<decltype(&hook_##symbol)>(dlsym(RTLD_NEXT, #symbol))
 #define STRUCK(symbol, subject) struck(#symbol, __builtin_return_address(0), subject)
 #define FALLIBLE(Result, symbol, parameters, arguments, subject, suitable, result) \
@@ -208,9 +205,15 @@ std::string plain_message(long message, int count, const message_token *first) {
         return code ? fail_request(*code, ca) : next arguments; \
     }
 #define EXPAND(...) __VA_ARGS__
+// A call whose 64-bit times have another name where a word has 32 bits.
+#if __SIZEOF_POINTER__ == 4
+#define TIMED(symbol, with_32_bits) with_32_bits
+#else
+#define TIMED(symbol, with_32_bits) symbol
+#endif
 
 FALLIBLE(int, open64, (const char *a, int b, mode_t c), (a, b, c), a, EIO, -1)
-FALLIBLE(int, fcntl64, (int a, int b, void *c), (a, b, c), a, EIO, -1)
+FALLIBLE(int, TIMED(fcntl64, __fcntl_time64), (int a, int b, void *c), (a, b, c), a, EIO, -1)
 FALLIBLE(int, flock, (int a, int b), (a, b), a, EIO, -1)
 FALLIBLE(off_t, lseek64, (int a, off_t b, int c), (a, b, c), a, EIO, -1)
 FALLIBLE(ssize_t, read, (int a, void *b, size_t c), (a, b, c), a, EIO, -1)
@@ -219,15 +222,16 @@ FALLIBLE(int, close, (int a), (a), a, EIO, ((void)next(a), -1))
 FALLIBLE(int, unlink, (const char *a), (a), a, EIO, -1)
 FALLIBLE(int, rename, (const char *a, const char *b), (a, b), a, EIO, -1)
 FALLIBLE(int, access, (const char *a, int b), (a, b), a, EIO, -1)
-FALLIBLE(int, fstat64, (int a, struct stat *b), (a, b), a, EIO, -1)
-FALLIBLE(int, stat64, (const char *a, struct stat *b), (a, b), a, EIO, -1)
+FALLIBLE(int, TIMED(fstat64, __fstat64_time64), (int a, struct stat *b), (a, b), a, EIO, -1)
+FALLIBLE(int, TIMED(stat64, __stat64_time64), (const char *a, struct stat *b), (a, b), a, EIO, -1)
 FALLIBLE(FILE *, fopen64, (const char *a, const char *b), (a, b), a, EIO, nullptr)
 FALLIBLE(int, fileno, (FILE * a), (a), next(a), EBADF, -1)
 FALLIBLE(int, fclose, (FILE * a), (a), a, EIO, ((void)next(a), EOF))
 FALLIBLE(int, getc, (FILE * a), (a), a, EIO, (a->_flags |= _IO_ERR_SEEN, EOF))
-FALLIBLE(int, clock_gettime, (clockid_t a, timespec *b), (a, b), a == CLOCK_REALTIME ? "clock" : "",
-         EINVAL, -1)
-FALLIBLE(tm *, localtime_r, (const time_t *a, tm *b), (a, b), "clock", EOVERFLOW, nullptr)
+FALLIBLE(int, TIMED(clock_gettime, __clock_gettime64), (clockid_t a, timespec *b), (a, b),
+         a == CLOCK_REALTIME ? "clock" : "", EINVAL, -1)
+FALLIBLE(tm *, TIMED(localtime_r, __localtime64_r), (const time_t *a, tm *b), (a, b), "clock",
+         EOVERFLOW, nullptr)
 FALLIBLE(int, sigaction, (int a, const struct sigaction *b, struct sigaction *c), (a, b, c),
          "signal", EINVAL, -1)
 
@@ -285,14 +289,15 @@ HOOK(calloc, void *, size_t count, size_t size) {
         next = reinterpret_cast<decltype(next)>(dlsym(RTLD_NEXT, "calloc"));
         searching = false;
     }
-    const auto code = STRUCK(calloc, count * size);
+    const auto code = STRUCK(calloc, "memory");
     return code ? fail<void *>(*code, ENOMEM, nullptr) : next(count, size);
 }
 
 // The sleep between passes: "s" tells the test that the daemon sleeps, any byte from the test ends
 // the sleep, "i" tells it that a signal did.
-HOOK(ppoll, int, pollfd *files, nfds_t count, const timespec *timeout, const sigset_t *mask) {
-    FIND_NEXT(ppoll);
+HOOK(TIMED(ppoll, __ppoll64), int, pollfd *files, nfds_t count, const timespec *timeout,
+     const sigset_t *mask) {
+    FIND_NEXT(TIMED(ppoll, __ppoll64));
     if (const auto code = STRUCK(ppoll, "sleep"))
         return fail(*code, EINTR, -1);
     if (count != 0 || state().step_fd.empty())

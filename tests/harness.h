@@ -27,8 +27,8 @@ using Lines = std::vector<std::string>;
 //            the dbm_ operations that have a result; "*" any of them but ppoll and
 //            dbm_message_text: the n-th call of all, and with n+ also every later one of the
 //            function it struck
-//   subject  part of the file's path; for calloc the number of bytes; for dbm_message_text part of
-//            the catalog's name. Calls on descriptors 0 to 2 never fail.
+//   subject  part of the file's path; for dbm_message_text part of the catalog's name. Calls on
+//            descriptors 0 to 2 never fail.
 //   code     an errno name or number; for dbm_ operations result or result/SQL code; FAIL what
 //            suits the call; KILL ends the process at the call; for write, SHORT writes half;
 //            REQUEST makes the stop request that the call is about, and lets the call go on

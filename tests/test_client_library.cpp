@@ -158,6 +158,7 @@ TEST(Recording, BadLinesAreNamed) {
 }
 
 TEST(Recording, EndsAsItSays) {
+    using Seen = std::pair<size_t, size_t>;  // FORCE and WARNING records
     const auto forces = [](const std::string &end) {
         const TempInstance instance;
         instance.config(rules);
@@ -170,13 +171,13 @@ TEST(Recording, EndsAsItSays) {
         Daemon daemon(instance);
         EXPECT_TRUE(daemon.passes(6));
         EXPECT_EQ(daemon.stop().status, 0);
-        return std::pair(of_type(instance.log(), "FORCE").size(),
-                         of_type(instance.log(), "WARNING").size());
+        return Seen(of_type(instance.log(), "FORCE").size(),
+                    of_type(instance.log(), "WARNING").size());
     };
-    EXPECT_EQ(forces("end repeat"), std::pair(2UL, 0UL));  // the forced stay away
-    EXPECT_EQ(forces("end empty"), std::pair(2UL, 0UL));
-    EXPECT_EQ(forces("# nothing"), std::pair(2UL, 0UL));
-    EXPECT_EQ(forces("end unreachable"), std::pair(2UL, 1UL));
+    EXPECT_EQ(forces("end repeat"), (Seen{2, 0}));  // the forced stay away
+    EXPECT_EQ(forces("end empty"), (Seen{2, 0}));
+    EXPECT_EQ(forces("# nothing"), (Seen{2, 0}));
+    EXPECT_EQ(forces("end unreachable"), (Seen{2, 1}));
 }
 
 TEST(Trace, IsSwitchedByItsSignal) {

@@ -262,7 +262,7 @@ TEST(Start, FailuresBehindTheFirstRecord) {
                   {"ERROR (1025) #1053|DBMSGTXT|-77", "ERROR (22120) #1053|DBMSGTXT|-78"},
                   253,
                   ""},
-             Case{"calloc:92@1=ENOMEM", {"ERROR (1030) #1020|12"}, 250, ""},
+             Case{"calloc@1=ENOMEM", {"ERROR (1030) #1020|12"}, 250, ""},
          }) {
         SCOPED_TRACE(one.faults);
         const TempInstance instance;
