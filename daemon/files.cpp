@@ -14,8 +14,9 @@ int descriptor(uint32_t handle) {
     return static_cast<int>(handle);
 }
 
+// Without blocking: a pipe in a file's place would hold the daemon up for good.
 int open_handle(const char *path, int flags, uint32_t *handle) {
-    const int fd = open(path, flags | O_CLOEXEC, file_mode);
+    const int fd = open(path, flags | O_CLOEXEC | O_NONBLOCK, file_mode);
     if (fd < 0)
         return errno;
     *handle = static_cast<uint32_t>(fd);

@@ -29,6 +29,15 @@ int check_regular(int descriptor) {
     return S_ISREG(status.st_mode) ? 0 : code::not_a_file;
 }
 
+// Takes the last bytes written back, so that the next line does not continue them, unless another
+// process has written behind them.
+void take_back(int descriptor, off_t written) {
+    const off_t end = lseek(descriptor, 0, SEEK_CUR);
+    struct stat status = {};
+    if (end >= written && fstat(descriptor, &status) == 0 && status.st_size == end)
+        (void)ftruncate(descriptor, end - written);  // where it fails, the bytes stay
+}
+
 }  // namespace
 
 file_guard &file_guard::operator=(file_guard &&other) noexcept {
@@ -124,7 +133,10 @@ int write_line(int descriptor, std::string_view text) {
     } while (written < 0 && errno == EINTR);
     if (written < 0)
         return errno;
-    return static_cast<size_t>(written) == text.size() ? 0 : ENOSPC;
+    if (static_cast<size_t>(written) == text.size())
+        return 0;
+    take_back(descriptor, written);
+    return ENOSPC;
 }
 
 }  // namespace dbm

@@ -1,6 +1,7 @@
 #include "enforce/decide.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "config/rules.h"
 #include "log/text.h"
@@ -42,10 +43,14 @@ bool any_of(const std::array<bool, limit_count> &breached) {
     return std::find(breached.begin(), breached.end(), true) != breached.end();
 }
 
+// Negative where the start is yet to come, as after a clock was set back. Held at the ends of its
+// 32 bits, beyond which a start that is far off would change the sign.
 int32_t elapsed_in_unit_of_work(const glob_struct *glob, const appl_snapshot *record) {
+    using range = std::numeric_limits<int32_t>;
     if (record->uow_stop != 0 || record->uow_start == 0)
         return 0;
-    return static_cast<int32_t>(glob->snap_time - record->uow_start);
+    const int64_t elapsed = int64_t{glob->snap_time} - int64_t{record->uow_start};
+    return static_cast<int32_t>(std::clamp<int64_t>(elapsed, range::min(), range::max()));
 }
 
 // The CPU limit is reached, every other one exceeded. The unit of work's age alone has a sign.

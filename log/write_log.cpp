@@ -24,15 +24,18 @@ bool copied_to_system_log(std::string_view type) {
     return type == record_type::error || type == record_type::warning;
 }
 
-// Opens the log if it is not open or no longer there, and moves to its end.
-int32_t open_log(glob_struct *glob) {
+// Opens the log if it is not open or no longer there, and moves to its end. A daemon that was
+// killed, or a full disk, may have left half a line there: the next record gets one of its own, and
+// is not written where *code says that this failed.
+int32_t open_log(glob_struct *glob, int *code) {
+    *code = 0;
     if (is_open(glob) && file_exists(glob->log_file_name))
         return result::ok;
     (void)close_log(glob);  // the file has vanished and what was written to it has been checked
-    const int code = open_or_create(glob->log_file_name, &glob->log_handle);
-    if (code != 0) {
+    const int open_code = open_or_create(glob->log_file_name, &glob->log_handle);
+    if (open_code != 0) {
         fail_stderr(glob, message::log_not_opened,
-                    {text_of(glob->log_file_name), decimal(glob->msg_token, code)});
+                    {text_of(glob->log_file_name), decimal(glob->msg_token, open_code)});
         return result::file;
     }
     const int seek_code = move_to_end(glob->log_handle);
@@ -42,9 +45,8 @@ int32_t open_log(glob_struct *glob) {
         (void)close_log(glob);  // the next record opens it anew
         return result::file;
     }
-    // A daemon that was killed may have left half a line: the next record gets one of its own.
     if (ends_in_partial_line(glob->log_file_name))
-        (void)write_all(glob->log_handle, "\n");  // the record that follows meets the same failure
+        *code = write_all(glob->log_handle, "\n");
     return result::ok;
 }
 
@@ -95,6 +97,7 @@ void copy_to_system_log(const glob_struct *glob, const record_frame &frame) {
                         static_cast<int>(glob->node_num), glob->db_name,
                         static_cast<int>(frame.type.size()), frame.type.data(), frame.prefix,
                         glob->msg_text);  // line has room for all of it
+    blank_controls({line, text_of(line).size()});
     syslog(LOG_ERR, "%s", line);
 }
 
@@ -108,7 +111,9 @@ int32_t write_log(glob_struct *glob, std::string_view type, location where) {
         write_standard_error(text_of(line));
         return result::ok;
     }
-    const int32_t opened = open_log(glob);
+    int code = 0;
+    const int32_t opened = open_log(glob, &code);
+    const bool at_line_start = code == 0;
     if (opened != result::ok)
         return opened;
 
@@ -118,14 +123,16 @@ int32_t write_log(glob_struct *glob, std::string_view type, location where) {
     char timestamp[timestamp_size];
     const int clock_code = take_timestamp(timestamp);
     const record_frame frame{timestamp, type, prefix};
-    int code = write_line(glob, frame, glob->msg_text);
+    if (at_line_start)
+        code = write_line(glob, frame, glob->msg_text);
     int32_t outcome = result::ok;
     if (clock_code != 0) {
         report_text(glob, message::clock_failed, {decimal(glob->msg_token, clock_code)});
         blank_controls({glob->msg_text, text_of(glob->msg_text).size()});
         // Like the record before it: the clock's failure is what counts now.
-        const int second = write_line(glob, {timestamp, record_type::error, ""}, glob->msg_text);
-        code = code != 0 ? code : second;
+        const record_frame second{timestamp, record_type::error, ""};
+        const int second_code = at_line_start ? write_line(glob, second, glob->msg_text) : code;
+        code = code != 0 ? code : second_code;
         outcome = result::manager;
     } else if (code != 0) {
         show_lost_record(glob, code, frame);
