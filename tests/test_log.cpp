@@ -1,7 +1,6 @@
 // The governor log: the form of its records, and what happens when it can't be written.
 #include <gtest/gtest.h>
 #include <regex>
-#include <sys/stat.h>
 
 #include "tests/harness.h"
 
@@ -32,60 +31,6 @@ TEST(Log, RecordsHaveTheirColumns) {
         << lines[5];
     EXPECT_EQ(instance.system_log(),
               Lines{"3|ravelod (12345) db: SAMPLE WARNING (11030) #101|7|7"});
-}
-
-TEST(Log, IsMadeAgainWhenItVanishes) {
-    const TempInstance instance;
-    instance.config(talkative);
-    instance.recording(Recording().snapshot(1000).app({.agent_id = 7}).line("end repeat"));
-    Daemon daemon(instance);
-    ASSERT_TRUE(daemon.pass());
-    std::filesystem::rename(instance.path("log"), instance.path("log.1"));
-    ASSERT_TRUE(daemon.pass());
-    EXPECT_EQ(of_type(instance.log()), (Lines{"DEBUG #1067|10", "DEBUG #1066|10"}));
-    struct stat info {};
-    ASSERT_EQ(stat(instance.path("log").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07777U, 0640U);
-    EXPECT_EQ(daemon.stop().status, 0);
-}
-
-TEST(Log, FailuresAreShownOnStandardError) {
-    struct Case {
-        std::string faults;
-        int status;
-        std::string err;  // how it begins; LOG is the log file
-    };
-    for (const Case &one : {
-             Case{"open:/log@1=EACCES", 254, "\nravelod: #1014|LOG|13\n"},
-             Case{"lseek:/log@1=ESPIPE", 254, "\nravelod: #1017|29\n"},
-             Case{"write:/log@1=ENOSPC", 254, "\nravelod: #1015|28\n"},
-             Case{"write:/log@2=ENOSPC", 254, "\nravelod: #1015|28\n"},
-         }) {
-        SCOPED_TRACE(one.faults);
-        const TempInstance instance;
-        const std::string rules = instance.config(talkative);
-        instance.recording(Recording().snapshot(1000));
-        const Outcome outcome = instance.run({"start", "sample", "0", rules, instance.path("log")},
-                                             {.faults = one.faults});
-        EXPECT_EQ(outcome.status, one.status);
-        std::string begins = one.err;
-        if (const size_t at = begins.find("LOG"); at != std::string::npos)
-            begins.replace(at, 3, instance.path("log"));
-        EXPECT_EQ(outcome.err.substr(0, begins.size()), begins);
-        EXPECT_FALSE(std::filesystem::exists(instance.status_file()));
-    }
-}
-
-TEST(Log, RecordThatIsLostIsShownWhole) {
-    const TempInstance instance;
-    const std::string rules = instance.config("dbname other;");
-    const Outcome outcome = instance.run({"start", "sample", "0", rules, instance.path("log")},
-                                         {.faults = "write:/log@3=ENOSPC"});
-    EXPECT_EQ(outcome.status, 249);  // the error itself, not the log's
-    EXPECT_TRUE(outcome.err.find("ERROR      (2050) #1030|OTHER|SAMPLE\n") != std::string::npos)
-        << outcome.err;
-    EXPECT_EQ(instance.system_log(),
-              Lines{"3|ravelod (0) db: SAMPLE ERROR (2050) #1030|OTHER|SAMPLE"});
 }
 
 TEST(Log, HalfWrittenRecordIsFinishedTakenBackOrKeptApart) {
