@@ -7,6 +7,7 @@
 #include "enforce/account.h"
 #include "enforce/agent_priority.h"
 #include "enforce/nice_appl.h"
+#include "enforce/nice_lanes.h"
 #include "enforce/schedule_groups.h"
 #include "log/report.h"
 #include "log/text.h"
@@ -32,13 +33,16 @@ void restore_list(glob_struct *glob, Record **list, Record *Record::*link, locat
 int32_t clean_up(glob_struct *glob, clean_up_mode mode) {
     int32_t outcome = result::ok;
     release_rules(glob);
+    release_nice_lanes(glob);
     restore_list(glob, &glob->nice_list, &niceapp_struct::next, location::clean_up_nice, &outcome);
+    release_index(glob->sched_index);
     for (schedapp_struct *&chain : glob->sched_table)
         restore_list(glob, &chain, &schedapp_struct::hash_next, location::clean_up_schedule,
                      &outcome);
     release_list(&glob->schedgrp_list, &schedgrp_struct::next);
     if (mode == clean_up_mode::at_reread)
         return outcome;
+    release_index(glob->acct_index);
     for (acctapp_struct *&chain : glob->acct_table)
         release_list(&chain, &acctapp_struct::next);
     release_memory(glob->snap_req);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "daemon/lookup_index.h"
 #include "govern/dbm.h"
 #include "govern/snapshot_records.h"
 
@@ -16,10 +17,12 @@ struct acctapp_struct;
 struct niceapp_struct;
 struct schedapp_struct;
 struct schedgrp_struct;
+struct nice_stop;
 
 constexpr size_t message_size = 400;    // a message text with its terminator
 constexpr size_t file_name_size = 255;  // a path with its terminator
 constexpr size_t hash_buckets = 32;
+constexpr size_t nice_lane_count = 6;  // enough for a million records
 
 // Chain of a 32-bit key in sched_table and acct_table: bits 11 to 15 of the product.
 constexpr size_t hash_bucket(uint32_t key) {
@@ -72,6 +75,10 @@ struct glob_struct {
     char instance_name[10];  // from the first command-line word
     uint16_t debug_level;    // 0 to 5
     uint32_t status_handle;  // the claimed status file, open for its lock; 0 none
+    // What finds records of the above without walking them; the tables' order is not theirs.
+    lookup_index<acctapp_struct> acct_index;
+    lookup_index<schedapp_struct> sched_index;
+    std::array<nice_stop *, nice_lane_count> nice_lanes;  // first stop of each lane
 };
 
 // Sets every field to its start-up value: all zero, but cfg_line, db_available and

@@ -1,6 +1,8 @@
 #include "enforce/account.h"
 
 #include <cstdio>
+#include <cstring>
+#include <iterator>
 
 #include "daemon/clock.h"
 #include "daemon/memory.h"
@@ -11,11 +13,23 @@
 namespace ravelo {
 namespace {
 
+// A record's key: its application id, filled up with zeros, and the chain of its connect time.
+using acct_key = uint64_t[sizeof(appl_texts::appl_text) / sizeof(uint64_t) + 1];
+
+template <size_t Size>
+uint32_t hash_of(const char (&appl_id)[Size], uint32_t conn_time) {
+    acct_key key{};
+    std::memcpy(key, appl_id, Size);
+    key[std::size(key) - 1] = hash_bucket(conn_time);
+    return hash_words(key);
+}
+
 acctapp_struct *find_acctapp(const glob_struct *glob, const appl_texts &texts, uint32_t conn_time) {
-    acctapp_struct *entry = glob->acct_table[hash_bucket(conn_time)];
-    while (entry != nullptr && text_of(entry->appl_id) != text_of(texts.appl_text))
-        entry = entry->next;
-    return entry;
+    const auto has_key = [&texts, conn_time](const acctapp_struct *entry) {
+        return std::memcmp(entry->appl_id, texts.appl_text, sizeof(entry->appl_id)) == 0 &&
+               hash_bucket(entry->conn_time) == hash_bucket(conn_time);
+    };
+    return find_in_index(glob->acct_index, hash_of(texts.appl_text, conn_time), has_key);
 }
 
 }  // namespace
@@ -44,8 +58,11 @@ int32_t account_appl(glob_struct *glob, const appl_texts &texts, const appl_snap
 
 acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts, uint32_t conn_time) {
     acctapp_struct *entry = nullptr;
-    const int code = allocate_record(&entry);
+    int code = allocate_record(&entry);
+    if (code == 0)
+        code = reserve_index(glob->acct_index);
     if (code != 0) {
+        release_memory(entry);
         report_error(glob, location::acctapp_allocate, message::out_of_memory,
                      {decimal(glob->msg_token, code)});
         return nullptr;
@@ -57,7 +74,12 @@ acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts, uint3
     acctapp_struct *&chain = glob->acct_table[hash_bucket(conn_time)];
     entry->next = chain;
     chain = entry;
+    add_to_index(glob->acct_index, hash_of(texts.appl_text, conn_time), entry);
     return entry;
+}
+
+void forget_acctapp(glob_struct *glob, const acctapp_struct *entry) {
+    remove_from_index(glob->acct_index, hash_of(entry->appl_id, entry->conn_time), entry);
 }
 
 int32_t write_account_record(glob_struct *glob, const acctapp_struct *entry) {

@@ -12,10 +12,10 @@ namespace ravelo {
 // acct_table in the chain of its connect time; released by sweep after its final record, and by
 // clean_up at the daemon's end.
 struct acctapp_struct {
-    char appl_id[sizeof(appl_texts::appl_text)];
+    char appl_id[sizeof(appl_snapshot::appl_id) + 1];
     int32_t seen;  // a pass has seen the application since the last accounting pass ended
-    char authid[sizeof(appl_texts::auth_id)];
-    char applname[sizeof(appl_texts::appl_name)];
+    char authid[sizeof(appl_snapshot::authid) + 1];
+    char applname[sizeof(appl_snapshot::applname) + 1];
     uint32_t conn_time;  // seconds since the epoch
     uint32_t user_cpu;   // whole CPU seconds when last seen
     uint32_t system_cpu;
@@ -35,6 +35,9 @@ struct acctapp_struct {
 // reporting message 1020 when there is no memory.
 [[nodiscard]] acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts,
                                              uint32_t conn_time);
+
+// Takes a record that is about to leave acct_table out of everything else that knows it.
+void forget_acctapp(glob_struct *glob, const acctapp_struct *entry);
 
 // Writes the "ACCOUNT" record of what the application used since its last one.
 // Results: those of write_log.

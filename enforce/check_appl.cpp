@@ -1,7 +1,5 @@
 #include "enforce/check_appl.h"
 
-#include <cstring>
-
 #include "config/rules.h"
 #include "daemon/result.h"
 #include "enforce/account.h"
@@ -18,15 +16,6 @@ namespace {
 constexpr std::array<message, limit_count> reason_messages{
     message::cpu_breached,      message::locks_breached, message::rowssel_breached,
     message::rowsread_breached, message::idle_breached,  message::uowtime_breached};
-
-// Copies a blank-padded field of the snapshot, cut at its first blank.
-template <size_t Width>
-void copy_field(char (&text)[Width + 1], const char (&field)[Width]) {
-    std::memcpy(text, field, Width);
-    text[Width] = '\0';
-    if (char *const blank = std::strchr(text, ' '); blank != nullptr)
-        *blank = '\0';
-}
 
 void count_reference(const glob_struct *glob, const appl_snapshot *record) {
     if (record->ref_agent_id == 0)
@@ -51,10 +40,8 @@ void make_reason(glob_struct *glob, const decision &decided, char (&reason)[reas
 
 int32_t check_appl(glob_struct *glob, const appl_snapshot *record,
                    const addl_appl_info_struct *info, int32_t account_due) {
-    action_request request{};
-    copy_field(request.texts.appl_name, record->applname);
-    copy_field(request.texts.auth_id, record->authid);
-    copy_field(request.texts.appl_text, record->appl_id);
+    action_request request;  // filled as far as it is needed
+    take_texts(record, &request.texts);
     request.agent_id = record->agent_id;
     count_reference(glob, record);
     if (glob->account_interval != 0) {

@@ -3,22 +3,15 @@
 #include "daemon/memory.h"
 #include "daemon/result.h"
 #include "enforce/agent_priority.h"
+#include "enforce/nice_lanes.h"
 #include "log/report.h"
 #include "log/text.h"
 
 namespace ravelo {
 namespace {
 
-// The link of nice_list behind which an agent id stands, or would stand.
-niceapp_struct **place_of(glob_struct *glob, uint32_t agent_id) {
-    niceapp_struct **place = &glob->nice_list;
-    while (*place != nullptr && (*place)->agent_id > agent_id)
-        place = &(*place)->next;
-    return place;
-}
-
 niceapp_struct *find_niceapp(glob_struct *glob, uint32_t agent_id) {
-    niceapp_struct *const entry = *place_of(glob, agent_id);
+    niceapp_struct *const entry = *place_in_nice_list(glob, agent_id);
     return entry != nullptr && entry->agent_id == agent_id ? entry : nullptr;
 }
 
@@ -58,9 +51,10 @@ niceapp_struct *create_niceapp(glob_struct *glob, uint32_t agent_id) {
         return nullptr;
     }
     entry->agent_id = agent_id;
-    niceapp_struct **const place = place_of(glob, agent_id);
+    niceapp_struct **const place = place_in_nice_list(glob, agent_id);
     entry->next = *place;
     *place = entry;
+    add_nice_stop(glob, entry);
     return entry;
 }
 

@@ -60,10 +60,14 @@ schedapp_struct *place_in_group(glob_struct *glob, const action_request &request
 }  // namespace
 
 schedapp_struct *find_schedapp(const glob_struct *glob, uint32_t agent_id) {
-    schedapp_struct *entry = glob->sched_table[hash_bucket(agent_id)];
-    while (entry != nullptr && entry->agent_id != agent_id)
-        entry = entry->hash_next;
-    return entry;
+    return find_in_index(
+        glob->sched_index, hash_words({agent_id}),
+        [agent_id](const schedapp_struct *entry) { return entry->agent_id == agent_id; });
+}
+
+void forget_schedapp(glob_struct *glob, schedapp_struct *member) {
+    leave_group(member);
+    remove_from_index(glob->sched_index, hash_words({member->agent_id}), member);
 }
 
 int32_t schedule_appl(glob_struct *glob, const action_request &request, int32_t kind,
@@ -121,8 +125,11 @@ schedapp_struct *create_schedapp(glob_struct *glob, uint32_t agent_id, int32_t g
         return nullptr;
     }
     schedapp_struct *member = nullptr;
-    const int code = allocate_record(&member);
+    int code = allocate_record(&member);
+    if (code == 0)
+        code = reserve_index(glob->sched_index);
     if (code != 0) {
+        release_memory(member);
         fail_allocation(glob, location::schedapp_allocate, code);
         return nullptr;
     }
@@ -133,6 +140,7 @@ schedapp_struct *create_schedapp(glob_struct *glob, uint32_t agent_id, int32_t g
     schedapp_struct *&chain = glob->sched_table[hash_bucket(agent_id)];
     member->hash_next = chain;
     chain = member;
+    add_to_index(glob->sched_index, hash_words({agent_id}), member);
     return member;
 }
 

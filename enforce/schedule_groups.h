@@ -43,7 +43,7 @@ struct schedgrp_struct {
 
 constexpr int32_t no_priority_yet = -100;
 
-// The record of an agent in sched_table, or null.
+// The record of an agent in sched_table, the newest if there are several; or null.
 [[nodiscard]] schedapp_struct *find_schedapp(const glob_struct *glob, uint32_t agent_id);
 
 // Places the application in the schedule group of the deciding rule, with a "SCHEDGRP" record when
@@ -65,5 +65,8 @@ constexpr int32_t no_priority_yet = -100;
 
 // Takes a record out of its group's member list, if it is in one.
 void leave_group(schedapp_struct *member);
+
+// Takes a record that is about to leave sched_table out of everything else that knows it.
+void forget_schedapp(glob_struct *glob, schedapp_struct *member);
 
 }  // namespace ravelo

@@ -3,6 +3,7 @@
 #include "daemon/memory.h"
 #include "enforce/account.h"
 #include "enforce/nice_appl.h"
+#include "enforce/nice_lanes.h"
 #include "enforce/schedule_groups.h"
 
 namespace ravelo {
@@ -27,15 +28,18 @@ void sweep_chain(Record **chain, Record *Record::*link, Drop drop) {
 }  // namespace
 
 void sweep(glob_struct *glob, bool accounting_pass) {
-    sweep_chain(&glob->nice_list, &niceapp_struct::next, [](niceapp_struct *) {});
+    sweep_chain(&glob->nice_list, &niceapp_struct::next,
+                [glob](const niceapp_struct *entry) { drop_nice_stop(glob, entry); });
     for (schedapp_struct *&chain : glob->sched_table)
-        sweep_chain(&chain, &schedapp_struct::hash_next, leave_group);
+        sweep_chain(&chain, &schedapp_struct::hash_next,
+                    [glob](schedapp_struct *entry) { forget_schedapp(glob, entry); });
     if (!accounting_pass)
         return;
     for (acctapp_struct *&chain : glob->acct_table)
         sweep_chain(&chain, &acctapp_struct::next, [glob](const acctapp_struct *entry) {
             // The entry goes whether or not its last record could be written.
             (void)write_account_record(glob, entry);
+            forget_acctapp(glob, entry);
         });
 }
 
