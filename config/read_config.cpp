@@ -4,6 +4,7 @@
 #include "config/clauses.h"
 #include "config/get_token.h"
 #include "config/keyword.h"
+#include "config/rule_index.h"
 #include "config/rules.h"
 #include "daemon/files.h"
 #include "daemon/result.h"
@@ -180,6 +181,7 @@ void start_read(glob_struct *glob) {
     glob->interval = 0;
     glob->uow_limit_used = 0;
     glob->stmt_info_used = 0;
+    release_rule_index(glob);
     glob->rules_head = nullptr;
     glob->rules_tail = nullptr;
 }
@@ -207,6 +209,8 @@ int32_t read_config(glob_struct *glob) {
         if (outcome == result::ok)
             outcome = result::file;
     }
+    if (outcome == result::ok)
+        index_rules(glob);
     return outcome;
 }
 

@@ -1,5 +1,6 @@
 #include "config/rules.h"
 
+#include "config/rule_index.h"
 #include "daemon/memory.h"
 #include "log/report.h"
 #include "log/text.h"
@@ -14,6 +15,7 @@ config_restrict *create_config_restrict(glob_struct *glob) {
                      {decimal(glob->msg_token, code)});
         return nullptr;
     }
+    release_rule_index(glob);
     rule->line = glob->cfg_line;
     if (glob->rules_head == nullptr)
         glob->rules_head = rule;
@@ -23,19 +25,19 @@ config_restrict *create_config_restrict(glob_struct *glob) {
     return rule;
 }
 
-int append_name(id_node **list, const char *name) {
+int append_name(id_node ***end, const char *name) {
     id_node *node = nullptr;
     const int code = allocate_record(&node);
     if (code != 0)
         return code;
     cut_text({node->name, longest_name + 1}, name);
-    while (*list != nullptr)
-        list = &(*list)->next;
-    *list = node;
+    **end = node;
+    *end = &node->next;
     return 0;
 }
 
 void release_rules(glob_struct *glob) {
+    release_rule_index(glob);
     for (config_restrict *rule = glob->rules_head; rule != nullptr; rule = rule->next) {
         release_list(&rule->authid_list, &id_node::next);
         release_list(&rule->applname_list, &id_node::next);

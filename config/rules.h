@@ -15,7 +15,7 @@ constexpr int32_t no_limit = -1;  // limit fields: 0 not given, -1 explicitly no
 // One authorization id or application name of a rule. Created by the clause readers, owned by the
 // rule's list.
 struct id_node {
-    char name[24];
+    char name[24];  // filled up with zeros
     id_node *next;
 };
 
@@ -50,9 +50,10 @@ struct config_restrict {
 // after reporting message 1020 when there is no memory.
 [[nodiscard]] config_restrict *create_config_restrict(glob_struct *glob);
 
-// Allocates a name and appends it to a rule's list, which owns it. name: at most 20 characters, a
-// longer one is cut. Results: 0, or the allocation's error code, not reported.
-[[nodiscard]] int append_name(id_node **list, const char *name);
+// Allocates a name and appends it to a rule's list, which owns it. *end: the list's last link,
+// which is null; then that of the new name. name: at most 20 characters, a longer one is cut.
+// Results: 0, or the allocation's error code, not reported and nothing changed.
+[[nodiscard]] int append_name(id_node ***end, const char *name);
 
 // Releases all rules with their lists and empties the rule list.
 void release_rules(glob_struct *glob);

@@ -78,7 +78,8 @@ struct name_list {
     location allocate;
 };
 
-int32_t read_name(glob_struct *glob, config_restrict *rule, const name_list &names) {
+// Reads a name into the list whose last link is given.
+int32_t read_name(glob_struct *glob, id_node ***end, const name_list &names) {
     char token[token_size];
     const int32_t got = get_clause_token(glob, token, names.of.end_of_file);
     if (got != result::ok)
@@ -90,7 +91,7 @@ int32_t read_name(glob_struct *glob, config_restrict *rule, const name_list &nam
     if (names.upper_case && text_of(token).size() > longest_name)
         return refuse_value(glob, location::authid_long, message::name_long, names.of.keyword,
                             token);
-    const int code = append_name(&(rule->*names.list), token);
+    const int code = append_name(end, token);
     if (code == 0)
         return result::ok;
     report_error(glob, names.allocate, message::out_of_memory, {decimal(glob->msg_token, code)});
@@ -100,8 +101,9 @@ int32_t read_name(glob_struct *glob, config_restrict *rule, const name_list &nam
 // Reads names up to the token that is not a comma, and hands over on that one.
 int32_t read_names(glob_struct *glob, config_restrict *rule, const name_list &names,
                    std::span<const clause_reader> allowed) {
+    id_node **end = &(rule->*names.list);
     for (;;) {
-        const int32_t read = read_name(glob, rule, names);
+        const int32_t read = read_name(glob, &end, names);
         if (read != result::ok)
             return read;
         char token[token_size];

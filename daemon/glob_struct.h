@@ -18,6 +18,7 @@ struct niceapp_struct;
 struct schedapp_struct;
 struct schedgrp_struct;
 struct nice_stop;
+struct rule_index;
 
 constexpr size_t message_size = 400;    // a message text with its terminator
 constexpr size_t file_name_size = 255;  // a path with its terminator
@@ -79,6 +80,7 @@ struct glob_struct {
     lookup_index<acctapp_struct> acct_index;
     lookup_index<schedapp_struct> sched_index;
     std::array<nice_stop *, nice_lane_count> nice_lanes;  // first stop of each lane
+    rule_index *rules_by_name;  // null: the rules' lists are to be searched
 };
 
 // Sets every field to its start-up value: all zero, but cfg_line, db_available and

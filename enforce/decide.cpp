@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "config/rules.h"
-#include "log/text.h"
+#include "enforce/applying_rules.h"
 
 namespace ravelo {
 namespace {
@@ -15,29 +15,6 @@ constexpr std::array<int32_t config_restrict::*, limit_count> limit_fields{
     &config_restrict::idle_limit,    &config_restrict::uowtime_limit};
 constexpr size_t cpu = 0;
 constexpr size_t uowtime = 5;
-
-bool in_time(const config_restrict *rule, int32_t hhmm) {
-    if (rule->time_set == 0)
-        return true;
-    if (rule->start_time < rule->end_time)
-        return rule->start_time <= hhmm && hhmm <= rule->end_time;
-    return hhmm >= rule->start_time || hhmm <= rule->end_time;
-}
-
-// Whether a list names the text; an empty list names all.
-bool names(const id_node *list, std::string_view text) {
-    if (list == nullptr)
-        return true;
-    for (const id_node *node = list; node != nullptr; node = node->next)
-        if (text_of(node->name) == text)
-            return true;
-    return false;
-}
-
-bool applies(const glob_struct *glob, const config_restrict *rule, const appl_texts &texts) {
-    return in_time(rule, glob->snap_hhmm) && names(rule->authid_list, text_of(texts.auth_id)) &&
-           names(rule->applname_list, text_of(texts.appl_name));
-}
 
 bool any_of(const std::array<bool, limit_count> &breached) {
     return std::find(breached.begin(), breached.end(), true) != breached.end();
@@ -64,33 +41,39 @@ bool is_breached(size_t limit, int32_t value, int32_t bound) {
                         : figure > static_cast<uint32_t>(bound);
 }
 
+// Holds an applying rule's limits against the values; if it breaches one it is the deciding rule.
+void weigh(const config_restrict *rule, decision *decided) {
+    std::array<bool, limit_count> breached{};
+    for (size_t i = 0; i < limit_count; ++i) {
+        const int32_t bound = rule->*limit_fields[i];
+        if (bound == no_limit)
+            decided->breached[i] = false;
+        breached[i] = is_breached(i, decided->values[i], bound);
+    }
+    if (!any_of(breached))
+        return;
+    decided->breached = breached;
+    decided->force = rule->force;
+    decided->schedule_kind = rule->schedule_kind;
+    decided->priority = rule->priority;
+    decided->line = rule->line;
+}
+
 }  // namespace
 
 decision decide(const glob_struct *glob, const appl_texts &texts, const appl_snapshot *record,
                 const addl_appl_info_struct *info) {
     decision decided{};
+    rule_cursor cursor = applying_rules(glob, &texts);
+    const config_restrict *rule = next_rule(&cursor);
+    if (rule == nullptr)
+        return decided;
     decided.values = {
         static_cast<int32_t>(info->cpu_secs),        static_cast<int32_t>(record->locks_held),
         static_cast<int32_t>(record->rows_selected), static_cast<int32_t>(record->rows_read),
         static_cast<int32_t>(record->idle_time),     elapsed_in_unit_of_work(glob, record)};
-    for (const config_restrict *rule = glob->rules_head; rule != nullptr; rule = rule->next) {
-        if (!applies(glob, rule, texts))
-            continue;
-        std::array<bool, limit_count> breached{};
-        for (size_t i = 0; i < limit_count; ++i) {
-            const int32_t bound = rule->*limit_fields[i];
-            if (bound == no_limit)
-                decided.breached[i] = false;
-            breached[i] = is_breached(i, decided.values[i], bound);
-        }
-        if (!any_of(breached))
-            continue;
-        decided.breached = breached;
-        decided.force = rule->force;
-        decided.schedule_kind = rule->schedule_kind;
-        decided.priority = rule->priority;
-        decided.line = rule->line;
-    }
+    for (; rule != nullptr; rule = next_rule(&cursor))
+        weigh(rule, &decided);
     return decided;
 }
 

@@ -6,10 +6,13 @@
 #include <random>
 #include <vector>
 
+#include "config/rule_index.h"
 #include "daemon/lookup_index.h"
 #include "enforce/appl_texts.h"
+#include "enforce/applying_rules.h"
 #include "enforce/nice_lanes.h"
 #include "govern/sweep.h"
+#include "log/text.h"
 
 namespace ravelo::test {
 namespace {
@@ -85,6 +88,43 @@ TEST(NiceLanes, KeepTheListInOrderThroughAllChanges) {
     EXPECT_NE(glob->nice_lanes[1], nullptr);
     release_nice_lanes(glob.get());
     release_list(&glob->nice_list, &niceapp_struct::next);
+}
+
+TEST(RuleIndex, FindsTheRulesThatTheirListsSay) {
+    const auto glob = std::make_unique<glob_struct>();
+    for (const uint32_t rules : {1U, 64U, 65U, 200U}) {
+        init_glob(glob.get());
+        for (uint32_t i = 0; i < rules; ++i) {
+            config_restrict *const rule = create_config_restrict(glob.get());
+            rule->time_set = below(2) != 0 ? 1 : 0;
+            rule->start_time = 600;
+            rule->end_time = 1200;
+            if (below(2) != 0)
+                std::swap(rule->start_time, rule->end_time);
+            for (id_node **end : {&rule->authid_list, &rule->applname_list})
+                for (uint32_t names = below(4) * 10 + (i == 0 ? 16 : 0); names-- > 0;)
+                    ASSERT_EQ(append_name(&end, std::to_string(below(300)).c_str()), 0);
+        }
+        index_rules(glob.get());
+        ASSERT_NE(glob->rules_by_name, nullptr);
+        rule_index *const index = glob->rules_by_name;
+        for (int i = 0; i < 500; ++i) {
+            appl_texts texts{};
+            cut_text(texts.auth_id, std::to_string(below(320)));
+            cut_text(texts.appl_name, std::to_string(below(320)));
+            glob->snap_hhmm = below(2) != 0 ? 900 : 1300;
+            std::vector<const config_restrict *> found[2];
+            for (auto &applying : found) {
+                rule_cursor cursor = applying_rules(glob.get(), &texts);
+                while (const config_restrict *rule = next_rule(&cursor))
+                    applying.push_back(rule);
+                glob->rules_by_name = glob->rules_by_name == nullptr ? index : nullptr;
+            }
+            ASSERT_EQ(found[0], found[1]) << rules;
+        }
+        release_rules(glob.get());
+        EXPECT_EQ(glob->rules_by_name, nullptr);
+    }
 }
 
 TEST(ApplTexts, EndAtTheFirstBlankAndHoldZerosBehind) {
