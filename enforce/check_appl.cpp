@@ -28,7 +28,7 @@ void count_reference(const glob_struct *glob, const appl_snapshot *record) {
 void make_reason(glob_struct *glob, const decision &decided, char (&reason)[reason_size]) {
     reason[0] = '\0';
     for (size_t i = 0; i < limit_count; ++i) {
-        if (!decided.breached[i])
+        if (!is_breached(decided, i))
             continue;
         char text[message_size];
         message_text(glob, reason_messages[i], {decimal(glob->msg_token, decided.values[i])}, text);

@@ -16,10 +16,6 @@ constexpr std::array<int32_t config_restrict::*, limit_count> limit_fields{
 constexpr size_t cpu = 0;
 constexpr size_t uowtime = 5;
 
-bool any_of(const std::array<bool, limit_count> &breached) {
-    return std::find(breached.begin(), breached.end(), true) != breached.end();
-}
-
 // Negative where the start is yet to come, as after a clock was set back. Held at the ends of its
 // 32 bits, beyond which a start that is far off would change the sign.
 int32_t elapsed_in_unit_of_work(const glob_struct *glob, const appl_snapshot *record) {
@@ -31,7 +27,7 @@ int32_t elapsed_in_unit_of_work(const glob_struct *glob, const appl_snapshot *re
 }
 
 // The CPU limit is reached, every other one exceeded. The unit of work's age alone has a sign.
-bool is_breached(size_t limit, int32_t value, int32_t bound) {
+bool exceeds(size_t limit, int32_t value, int32_t bound) {
     if (bound < 1)
         return false;
     if (limit == uowtime)
@@ -43,14 +39,15 @@ bool is_breached(size_t limit, int32_t value, int32_t bound) {
 
 // Holds an applying rule's limits against the values; if it breaches one it is the deciding rule.
 void weigh(const config_restrict *rule, decision *decided) {
-    std::array<bool, limit_count> breached{};
+    uint32_t breached = 0;
+    uint32_t lifted = 0;
     for (size_t i = 0; i < limit_count; ++i) {
         const int32_t bound = rule->*limit_fields[i];
-        if (bound == no_limit)
-            decided->breached[i] = false;
-        breached[i] = is_breached(i, decided->values[i], bound);
+        lifted |= (bound == no_limit ? 1U : 0U) << i;
+        breached |= (exceeds(i, decided->values[i], bound) ? 1U : 0U) << i;
     }
-    if (!any_of(breached))
+    decided->breached &= ~lifted;
+    if (breached == 0)
         return;
     decided->breached = breached;
     decided->force = rule->force;
@@ -75,10 +72,6 @@ decision decide(const glob_struct *glob, const appl_texts &texts, const appl_sna
     for (; rule != nullptr; rule = next_rule(&cursor))
         weigh(rule, &decided);
     return decided;
-}
-
-bool calls_for_action(const decision &decided) {
-    return any_of(decided.breached);
 }
 
 }  // namespace ravelo

@@ -14,7 +14,7 @@ namespace ravelo {
 constexpr size_t limit_count = 6;  // cpu, locks, rowssel, rowsread, idle, uowtime
 
 struct decision {
-    std::array<bool, limit_count> breached;   // limits breached under the deciding rule
+    uint32_t breached;  // limits breached under the deciding rule, bit 0 for the first one
     std::array<int32_t, limit_count> values;  // the figures they were compared with
     int32_t force;
     int32_t schedule_kind;
@@ -27,7 +27,14 @@ struct decision {
 [[nodiscard]] decision decide(const glob_struct *glob, const appl_texts &texts,
                               const appl_snapshot *record, const addl_appl_info_struct *info);
 
+// Whether a limit is breached. limit: below limit_count.
+[[nodiscard]] constexpr bool is_breached(const decision &decided, size_t limit) {
+    return ((decided.breached >> limit) & 1U) != 0;
+}
+
 // Whether a decision calls for an action.
-[[nodiscard]] bool calls_for_action(const decision &decided);
+[[nodiscard]] constexpr bool calls_for_action(const decision &decided) {
+    return decided.breached != 0;
+}
 
 }  // namespace ravelo

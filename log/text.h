@@ -1,9 +1,9 @@
 // Bounded text for fixed-size fields: whatever does not fit is cut, and the result says so.
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -38,20 +38,25 @@ inline void cut_text(std::span<char> field, std::string_view text) {
     return copy_text(field.subspan(used), text);
 }
 
+// Of decimal and unsigned_decimal, which say what type a number has.
+template <size_t Size, class Number>
+[[nodiscard]] std::string_view digits(char (&field)[Size], Number value) {
+    static_assert(Size >= 12 && sizeof(Number) <= 4);
+    char *const end = std::to_chars(field, field + Size - 1, value).ptr;  // always fits
+    *end = '\0';
+    return {field, static_cast<size_t>(end - field)};
+}
+
 // Renders a number in decimal into field and returns the text, which lives in the field.
 // The field holds at least 12 characters, enough for any 32-bit value.
 template <size_t Size>
 [[nodiscard]] std::string_view decimal(char (&field)[Size], int32_t value) {
-    static_assert(Size >= 12);
-    (void)std::snprintf(field, Size, "%d", value);  // always fits
-    return text_of(field);
+    return digits(field, value);
 }
 
 template <size_t Size>
 [[nodiscard]] std::string_view unsigned_decimal(char (&field)[Size], uint32_t value) {
-    static_assert(Size >= 12);
-    (void)std::snprintf(field, Size, "%u", value);  // always fits
-    return text_of(field);
+    return digits(field, value);
 }
 
 // Turns every control character of text into a blank, so that it stays one line.
