@@ -1,17 +1,21 @@
 #include "bench/fake_library.h"
 
-#include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "govern/dbm.h"
 #include "govern/snapshot_records.h"
+#include "govern/sql_codes.h"
 
 namespace ravelo::bench {
 namespace {
 
 std::vector<unsigned char> buffer;
 workload current;
+const void *filled = nullptr;  // the caller's buffer that holds the snapshot already
+uint64_t forces = 0;
+uint64_t priorities = 0;
 
 template <size_t Size>
 void pad(char (&field)[Size], const std::string &text) {
@@ -29,7 +33,7 @@ void append_application(uint32_t i) {
     appl_snapshot record{};
     record.size = sizeof(record);
     record.rec_type = appl_record_type;
-    record.agent_id = i + 1;
+    record.agent_id = current.scattered ? (i + 1) * 2654435761U : i + 1;
     pad(record.applname, "app" + std::to_string(i % 50));
     pad(record.appl_id, "bench." + std::to_string(i));
     pad(record.authid, "USER" + std::to_string(i % 200));
@@ -57,17 +61,18 @@ int succeed(sqlca *ca) {
 
 void show(const workload &shown) {
     current = shown;
+    filled = nullptr;
     buffer.clear();
     for (uint32_t i = 0; i < shown.applications; ++i)
-        append_application(i);
+        append_application(shown.first + i);
 }
 
-const std::vector<unsigned char> &snapshot_shown() {
-    return buffer;
+uint64_t forces_asked() {
+    return forces;
 }
 
-void set_time(uint32_t time) {
-    current.time = time;
+uint64_t priorities_asked() {
+    return priorities;
 }
 
 extern "C" {
@@ -79,13 +84,20 @@ int dbm_monitor_switches(int, void *, switch_group *groups, sqlca *ca) {
 }
 
 int dbm_snapshot_size(int, void *, const snapshot_request *, uint32_t *size, sqlca *ca) {
+    filled = nullptr;  // a buffer is about to be allocated
     *size = static_cast<uint32_t>(buffer.size());
     return succeed(ca);
 }
 
 int dbm_snapshot(int, void *, const snapshot_request *, uint32_t buffer_size, void *out,
                  snapshot_summary *summary, sqlca *ca) {
-    std::memcpy(out, buffer.data(), std::min<size_t>(buffer.size(), buffer_size));
+    if (buffer.size() > buffer_size) {
+        ca->sqlcode = sql_code::buffer_too_small;
+        return 0;
+    }
+    if (out != filled)
+        std::memcpy(out, buffer.data(), buffer.size());
+    filled = out;
     *summary = snapshot_summary{};
     summary->snap_time = current.time;
     summary->num_records = current.applications;
@@ -93,10 +105,12 @@ int dbm_snapshot(int, void *, const snapshot_request *, uint32_t buffer_size, vo
 }
 
 int dbm_force_application(int, const uint32_t *, int, sqlca *ca) {
+    ++forces;
     return succeed(ca);
 }
 
 int dbm_set_agent_priority(uint32_t, int, int, sqlca *ca) {
+    ++priorities;
     return succeed(ca);
 }
 
