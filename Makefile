@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps test-deps m32-deps demo test asan clang m32 fuzz bench preset lint format install clean
+.PHONY: all build deps test-deps m32-deps demo test asan clang m32 fuzz bench soak preset lint format install clean
 
 all: build
 
@@ -50,6 +50,11 @@ fuzz: test-deps
 bench: test-deps
 	@$(MAKE) --no-print-directory preset PRESET=release
 	@build-release/ravelo_bench $(BENCH_FLAGS)
+
+# As many passes as PASSES says, a million when left out, watching memory and open files.
+soak: test-deps
+	@$(MAKE) --no-print-directory preset PRESET=release
+	@build-release/ravelo_soak $(PASSES)
 
 preset:
 	@cmake --preset $(PRESET) > build-$(PRESET).log 2>&1 || { cat build-$(PRESET).log; exit 1; }
