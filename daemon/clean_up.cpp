@@ -34,6 +34,7 @@ int32_t clean_up(glob_struct *glob, clean_up_mode mode) {
     int32_t outcome = result::ok;
     release_rules(glob);
     release_nice_lanes(glob);
+    release_index(glob->nice_index);
     restore_list(glob, &glob->nice_list, &niceapp_struct::next, location::clean_up_nice, &outcome);
     release_index(glob->sched_index);
     for (schedapp_struct *&chain : glob->sched_table)

@@ -79,6 +79,7 @@ struct glob_struct {
     // What finds records of the above without walking them; the tables' order is not theirs.
     lookup_index<acctapp_struct> acct_index;
     lookup_index<schedapp_struct> sched_index;
+    lookup_index<niceapp_struct> nice_index;
     std::array<nice_stop *, nice_lane_count> nice_lanes;  // first stop of each lane
     rule_index *rules_by_name;  // null: the rules' lists are to be searched
 };

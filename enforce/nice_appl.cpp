@@ -10,9 +10,10 @@
 namespace ravelo {
 namespace {
 
-niceapp_struct *find_niceapp(glob_struct *glob, uint32_t agent_id) {
-    niceapp_struct *const entry = *place_in_nice_list(glob, agent_id);
-    return entry != nullptr && entry->agent_id == agent_id ? entry : nullptr;
+niceapp_struct *find_niceapp(const glob_struct *glob, uint32_t agent_id) {
+    return find_in_index(
+        glob->nice_index, hash_words({agent_id}),
+        [agent_id](const niceapp_struct *entry) { return entry->agent_id == agent_id; });
 }
 
 }  // namespace
@@ -44,8 +45,11 @@ int32_t nice_appl(glob_struct *glob, const action_request &request, int32_t prio
 
 niceapp_struct *create_niceapp(glob_struct *glob, uint32_t agent_id) {
     niceapp_struct *entry = nullptr;
-    const int code = allocate_record(&entry);
+    int code = allocate_record(&entry);
+    if (code == 0)
+        code = reserve_index(glob->nice_index);
     if (code != 0) {
+        release_memory(entry);
         report_error(glob, location::niceapp_allocate, message::out_of_memory,
                      {decimal(glob->msg_token, code)});
         return nullptr;
@@ -55,7 +59,13 @@ niceapp_struct *create_niceapp(glob_struct *glob, uint32_t agent_id) {
     entry->next = *place;
     *place = entry;
     add_nice_stop(glob, entry);
+    add_to_index(glob->nice_index, hash_words({agent_id}), entry);
     return entry;
+}
+
+void forget_niceapp(glob_struct *glob, const niceapp_struct *entry) {
+    drop_nice_stop(glob, entry);
+    remove_from_index(glob->nice_index, hash_words({entry->agent_id}), entry);
 }
 
 }  // namespace ravelo

@@ -27,4 +27,7 @@ struct niceapp_struct {
 // reporting message 1020 when there is no memory.
 [[nodiscard]] niceapp_struct *create_niceapp(glob_struct *glob, uint32_t agent_id);
 
+// Takes a record that is about to leave nice_list out of everything else that knows it.
+void forget_niceapp(glob_struct *glob, const niceapp_struct *entry);
+
 }  // namespace ravelo

@@ -1,6 +1,7 @@
-// Express lanes over nice_list: where an agent id stands in the list, in a time that grows with the
-// logarithm of its length. About one record in eight has a stop on the first lane, one in eight of
-// those also one on the second, and so on. Lanes only save time: without them the list says it all.
+// Express lanes over nice_list: where a new agent id belongs in the list, in a time that grows with
+// the logarithm of its length. About one record in eight has a stop on the first lane, one in eight
+// of those also one on the second, and so on. Lanes only save time: without them the list says it
+// all.
 #pragma once
 
 #include <cstdint>

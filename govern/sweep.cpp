@@ -3,7 +3,6 @@
 #include "daemon/memory.h"
 #include "enforce/account.h"
 #include "enforce/nice_appl.h"
-#include "enforce/nice_lanes.h"
 #include "enforce/schedule_groups.h"
 
 namespace ravelo {
@@ -29,7 +28,7 @@ void sweep_chain(Record **chain, Record *Record::*link, Drop drop) {
 
 void sweep(glob_struct *glob, bool accounting_pass) {
     sweep_chain(&glob->nice_list, &niceapp_struct::next,
-                [glob](const niceapp_struct *entry) { drop_nice_stop(glob, entry); });
+                [glob](const niceapp_struct *entry) { forget_niceapp(glob, entry); });
     for (schedapp_struct *&chain : glob->sched_table)
         sweep_chain(&chain, &schedapp_struct::hash_next,
                     [glob](schedapp_struct *entry) { forget_schedapp(glob, entry); });

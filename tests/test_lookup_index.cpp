@@ -87,6 +87,7 @@ TEST(NiceLanes, KeepTheListInOrderThroughAllChanges) {
     }
     EXPECT_NE(glob->nice_lanes[1], nullptr);
     release_nice_lanes(glob.get());
+    release_index(glob->nice_index);
     release_list(&glob->nice_list, &niceapp_struct::next);
 }
 
