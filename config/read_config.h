@@ -10,8 +10,8 @@ namespace ravelo {
 constexpr uint32_t default_interval = 120;  // seconds
 
 // Reads the file cfg_file_name into the state record: dbname, interval, account, debug and the rule
-// list, which must be empty, with its index (config/rule_index.h), which is only there to save time.
-// After a success cfg_stats is the status of the file read.
+// list, which must be empty, with its index (config/rule_index.h). After a success cfg_stats is the
+// status of the file read.
 // Results, each failure reported:
 //    0  the whole file was read and accepted
 //   -2  the file could not be opened, read, examined or closed
