@@ -1,13 +1,16 @@
 // Governing passes over snapshots from outside: the walk, the rules, the actions and the tables
 // that remember them.
 //
-// Input: a byte that chooses the rules, then passes. A pass is 4 bytes (what kind, how many
-// applications, seconds since the last, which answers the library gives) and either its
-// applications in 16 bytes each, or, for the raw kind, as many bytes of snapshot buffer as the next
-// two say.
+// Whatever a pass has changed is remembered until the clean-up gives it back.
+//
+// Input: a byte that chooses the rules, then passes. A pass is 5 bytes (what kind, how many
+// applications, seconds since the last, which answers the library gives, which call fails) and
+// either its applications in 16 bytes each, or, for the raw kind, as many bytes of snapshot buffer
+// as the next two say.
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <set>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -16,6 +19,8 @@
 #include "config/read_config.h"
 #include "daemon/clean_up.h"
 #include "daemon/memory.h"
+#include "enforce/nice_appl.h"
+#include "enforce/schedule_groups.h"
 #include "fuzz/input_file.h"
 #include "govern/govern.h"
 #include "log/text.h"
@@ -43,12 +48,34 @@ struct library {
     uint32_t records = 0;
     uint32_t time = 1000000;
     unsigned answers = 0;
+    unsigned failing = 0;  // the call that fails, in 5 bits, 0 none, and what it answers, in 3
+    unsigned calls = 0;
+    bool read_again = false;  // the rules change before the pass
     bool asked_again = false;
+    std::set<uint32_t> changed;     // agents whose priority this pass has set
+    std::set<uint32_t> given_back;  // agents that got the normal priority
 } fake;
 
 template <size_t Count>
 int choose(const std::array<int, Count> &codes, unsigned shift) {
     return codes[(fake.answers >> shift) % Count];
+}
+
+// The end of every operation: its SQL code, unless the input has the call fail.
+int answer(int32_t sqlcode, sqlca *ca) {
+    constexpr int failed = -9;
+    constexpr std::array<std::pair<int, int32_t>, 8> failures = {{{failed, 0},
+                                                                  {failed, -1224},
+                                                                  {0, -9},
+                                                                  {0, 5},
+                                                                  {0, -1224},
+                                                                  {0, -1032},
+                                                                  {0, 1611},
+                                                                  {0, 1606}}};
+    const bool fails = ++fake.calls == fake.failing % 32;
+    const auto [rc, code] = fails ? failures[fake.failing / 32] : std::pair(0, sqlcode);
+    ca->sqlcode = code;
+    return rc;
 }
 
 // A byte as a figure: small, or near the end of the range.
@@ -106,15 +133,18 @@ void append_application(description from) {
 
 // Takes the next pass off the input; false at its end.
 bool next_pass(std::span<const uint8_t> &data) {
-    if (data.size() < 4)
+    if (data.size() < 5)
         return false;
     const bool raw = data[0] % 4 == 0;
+    fake.read_again = (data[0] & 0x80U) != 0;
     fake.buffer.clear();
     fake.records = raw ? wide(data[1]) : data[1] % 32;
     fake.time += wide(data[2]);
     fake.answers = data[3];
+    fake.failing = data[4];
+    fake.calls = 0;
     fake.asked_again = false;
-    data = data.subspan(4);
+    data = data.subspan(5);
     if (raw) {
         const size_t length =
             data.size() < 2 ? 0 : std::min<size_t>(data[0] * 256U + data[1], data.size() - 2);
@@ -128,15 +158,43 @@ bool next_pass(std::span<const uint8_t> &data) {
     return true;
 }
 
-// Every record is one line that begins with its time, without control characters.
-void check_log(std::string_view text) {
-    fuzz::require(text.empty() || text.back() == '\n');
-    char before = '\n';
-    for (const char c : text) {
-        fuzz::require(before != '\n' || (c >= '0' && c <= '9'));
-        fuzz::require(c == '\n' || (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F));
-        before = c;
-    }
+// The agents whose priority the clean-up has to give back.
+std::set<uint32_t> remembered(const glob_struct &glob) {
+    std::set<uint32_t> agents;
+    for (const auto *entry = glob.nice_list; entry != nullptr; entry = entry->next)
+        agents.insert(entry->agent_id);
+    for (const schedapp_struct *entry : glob.sched_table)
+        for (; entry != nullptr; entry = entry->hash_next)
+            agents.insert(entry->agent_id);
+    return agents;
+}
+
+void require_all(const std::set<uint32_t> &expected, const std::set<uint32_t> &found) {
+    fuzz::require(std::includes(found.begin(), found.end(), expected.begin(), expected.end()));
+}
+
+// Runs a clean-up, which has to give every priority back.
+template <class CleanUp>
+int32_t give_back(const glob_struct &glob, const CleanUp &clean) {
+    const std::set<uint32_t> expected = remembered(glob);
+    fake.given_back.clear();
+    const int32_t outcome = clean();
+    require_all(expected, fake.given_back);
+    fuzz::require(remembered(glob).empty() && glob.schedgrp_list == nullptr);
+    return outcome;
+}
+
+int32_t run_pass(glob_struct *glob) {
+    fake.changed.clear();
+    int32_t outcome = 0;
+    if (fake.read_again)
+        outcome = give_back(*glob, [&] { return clean_up(glob, clean_up_mode::at_reread); });
+    if (fake.read_again && outcome == 0)
+        outcome = read_config(glob);
+    if (outcome == 0)
+        outcome = govern(glob);
+    require_all(fake.changed, remembered(*glob));
+    return outcome;
 }
 
 bool is_result(int32_t code) {
@@ -151,35 +209,38 @@ extern "C" {
 int dbm_monitor_switches(int, void *, switch_group *groups, sqlca *ca) {
     for (int i = 0; i < 7; ++i)
         groups[i].output_state = 1;
-    return ca->sqlcode = 0;
+    return answer(0, ca);
 }
 int dbm_snapshot_size(int, void *, const snapshot_request *, uint32_t *size, sqlca *ca) {
     *size = static_cast<uint32_t>(fake.buffer.size());
-    return ca->sqlcode = 0;
+    return answer(0, ca);
 }
 int dbm_snapshot(int, void *, const snapshot_request *, uint32_t size, void *out,
                  snapshot_summary *summary, sqlca *ca) {
     *summary = snapshot_summary{};
     summary->snap_time = fake.time;
     summary->num_records = fake.records;
-    ca->sqlcode = choose(std::array{0, 0, 0, 0, 0, 1611, -1032, 5}, 5);
     if (size < fake.buffer.size())
-        ca->sqlcode = std::exchange(fake.asked_again, true) ? 5 : 1606;
-    else
-        std::copy(fake.buffer.begin(), fake.buffer.end(), static_cast<unsigned char *>(out));
-    return 0;
+        return answer(std::exchange(fake.asked_again, true) ? 5 : 1606, ca);
+    std::copy(fake.buffer.begin(), fake.buffer.end(), static_cast<unsigned char *>(out));
+    return answer(choose(std::array{0, 0, 0, 0, 0, 1611, -1032, 5}, 5), ca);
 }
 int dbm_force_application(int, const uint32_t *, int, sqlca *ca) {
-    ca->sqlcode = choose(std::array{0, 1230, 5, -1224, 0, 0, 0, -1}, 2);
-    return 0;
+    return answer(choose(std::array{0, 1230, 5, -1224, 0, 0, 0, -1}, 2), ca);
 }
-int dbm_set_agent_priority(uint32_t, int priority, int, sqlca *ca) {
+int dbm_set_agent_priority(uint32_t agent_id, int priority, int, sqlca *ca) {
     fuzz::require(priority >= -20 && priority <= 20);
-    ca->sqlcode = choose(std::array{0, -1224, -1032, 0}, 0);
-    return 0;
+    const int result = answer(choose(std::array{0, -1224, -1032, 0}, 0), ca);
+    if (priority == 0) {
+        fake.given_back.insert(agent_id);
+        fake.changed.erase(agent_id);
+    } else if (ca->sqlcode == 0) {
+        fake.changed.insert(agent_id);
+    }
+    return result;
 }
 int dbm_detach(sqlca *ca) {
-    return ca->sqlcode = 0;
+    return answer(0, ca);
 }
 
 }  // extern "C"
@@ -195,7 +256,6 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     data = data.subspan(1);
     rules.fill(chosen.data(), chosen.size());
     log.fill("", 0);
-    fake = {};
     init_glob(&glob);
     cut_text(glob.db_name, "SAMPLE");
     cut_text(glob.cfg_file_name, rules.path());
@@ -204,11 +264,11 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     glob.snap_req_size = sizeof(snapshot_request);
     int32_t outcome = 0;
     while (outcome == 0 && next_pass(data))
-        outcome = govern(&glob);
+        outcome = run_pass(&glob);
     fuzz::require(is_result(outcome));
-    const int32_t ended = shut_down(&glob, outcome, true);
+    const int32_t ended = give_back(glob, [&] { return shut_down(&glob, outcome, true); });
     fuzz::require(outcome == 0 ? is_result(ended) : ended == outcome);
-    fuzz::require(glob.nice_list == nullptr && glob.schedgrp_list == nullptr);
-    check_log(log.content());
+    fuzz::check_log(log.content());
+    fake = {};
     return 0;
 }
