@@ -12,7 +12,8 @@ for target in "$@"; do
     mkdir -p "$build/corpus/$target"
     dictionary=()
     if [ -f "$here/$target.dict" ]; then dictionary=("-dict=$here/$target.dict"); fi
-    "$build/fuzz_$target" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -max_len=8192 \
+    program=$(find "$build" -type f -name "fuzz_$target")
+    "$program" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -max_len=8192 \
         -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$build/$target-" \
         "${dictionary[@]}" "$build/corpus/$target" "$here/corpus/$target" > "$build/$target.log" 2>&1 ||
         { tail -n 40 "$build/$target.log"; exit 1; }
