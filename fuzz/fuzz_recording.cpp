@@ -1,10 +1,10 @@
-// The recording reader, played through the client library's interface: what it lays out must be a
-// snapshot that can be walked, in buffers of the size that was asked for and in small ones.
-#include <cstdlib>
+// The recording reader, played through the client library's interface by a client that forces and
+// prioritises applications of every snapshot. What is laid out can be walked, unless the recording
+// asks for a malformed snapshot, in buffers of the size that was asked for; small ones are refused.
+#include <array>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <memory>
+#include <vector>
 
 #include "fuzz/input_file.h"
 #include "govern/dbm.h"
@@ -16,73 +16,84 @@ using namespace ravelo;
 namespace {
 
 constexpr int most_snapshots = 20;
+constexpr uint32_t largest_snapshot = 1 << 24;
 
-// An instance directory in memory, for the life of the process.
-class instance {
-  public:
-    instance() {
-        char name[] = "/dev/shm/ravelo-fuzz-XXXXXX";
-        fuzz::require(mkdtemp(name) != nullptr);
-        directory_ = name;
-        fuzz::require(setenv("DBM_INSTANCE", name, 1) == 0 && dbm_init_process(950801) == 0);
-    }
-    ~instance() {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
-    instance(const instance &) = delete;
-    instance &operator=(const instance &) = delete;
+sqlca ca;
 
-    void record(const uint8_t *data, size_t size) const {
-        std::ofstream(directory_ / "SAMPLE.0.recording", std::ios::binary)
-            .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
-    }
-
-  private:
-    std::filesystem::path directory_;
-};
-
-void walk(unsigned char *buffer, uint32_t size, uint32_t records) {
-    snapshot_bytes bytes{buffer, size};
-    const appl_snapshot *record = nullptr;
-    for (uint32_t i = 0; i < records && next_application(bytes, &record); ++i) {
-        const uint32_t count = record->subrec_count;
-        const l_snapshot *statement = nullptr;
-        for (uint32_t k = 0; k < count && next_sub_record(bytes, &statement); ++k)
-            continue;
-    }
+// Whether an operation has succeeded. A failure has a text, which a recording may also script.
+bool succeeded(int rc) {
+    if (rc == 0 && ca.sqlcode == 0)
+        return true;
+    char text[400];
+    (void)dbm_message_text(text, sizeof(text), 0, "ozusql.mo", &ca);
+    fuzz::require(strnlen(text, sizeof(text)) < sizeof(text) && fuzz::is_printable(text));
+    return false;
 }
 
-// Takes a snapshot into a buffer of its own size, so that a write past it shows.
-bool take(const snapshot_request &request, uint32_t size, sqlca *ca) {
-    const auto buffer = std::make_unique<unsigned char[]>(size);
-    snapshot_summary summary{};
-    if (dbm_snapshot(3, nullptr, &request, size, buffer.get(), &summary, ca) != 0)
+// Acts on every application. False: a record is malformed.
+bool act_on_all(snapshot_bytes bytes, uint32_t records) {
+    for (uint32_t i = 0; i < records; ++i) {
+        const appl_snapshot *record = nullptr;
+        if (!next_application(bytes, &record))
+            return false;
+        const l_snapshot *statement = nullptr;
+        for (uint32_t k = 0; k < record->subrec_count; ++k)
+            if (!next_sub_record(bytes, &statement))
+                return false;
+        const uint32_t agent = record->agent_id;
+        (void)succeeded(agent % 3 == 0 ? dbm_force_application(1, &agent, 0, &ca)
+                                       : dbm_set_agent_priority(agent, 10, 0, &ca));
+    }
+    return true;
+}
+
+// Plays the next snapshot. False: there is none that can be used.
+bool play(bool well_formed) {
+    const snapshot_request request{
+        .num_objects = 1, .agent_id = 0, .object_type = 6, .object = "SAMPLE", .second_object = {}};
+    std::array<switch_group, 7> groups{};
+    groups[1].input_state = 1;
+    uint32_t size = 0;
+    if (!succeeded(dbm_monitor_switches(3, nullptr, groups.data(), &ca)) ||
+        !succeeded(dbm_snapshot_size(3, nullptr, &request, &size, &ca)) || size == 0 ||
+        size > largest_snapshot)
         return false;
-    if (ca->sqlcode == 0)
-        walk(buffer.get(), size, summary.num_records);
-    return ca->sqlcode == 0 || ca->sqlcode == 1606;
+    snapshot_summary summary{};
+    for (const uint32_t room : {size / 2, size}) {
+        std::vector<unsigned char> buffer(room);  // of its own, so that a write past it shows
+        if (succeeded(dbm_snapshot(3, nullptr, &request, room, buffer.data(), &summary, &ca))) {
+            fuzz::require(act_on_all(buffer, summary.num_records) || !well_formed);
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static const instance here;
-    here.record(data, size);
-    sqlca ca{};
-    if (dbm_attach("ravelod", nullptr, nullptr, &ca) != 0)
-        return 0;
-    snapshot_request request{
-        .num_objects = 1, .agent_id = 0, .object_type = 6, .object = "SAMPLE", .second_object = {}};
-    for (int i = 0; i < most_snapshots; ++i) {
-        uint32_t needed = 0;
-        if (dbm_snapshot_size(3, nullptr, &request, &needed, &ca) != 0 || ca.sqlcode != 0 ||
-            !take(request, needed / 2, &ca) || !take(request, needed, &ca))
-            break;
-        (void)dbm_set_agent_priority(static_cast<uint32_t>(i), i, 0, &ca);
-        const uint32_t agent = 7;
-        (void)dbm_force_application(1, &agent, 0, &ca);
-    }
-    (void)dbm_detach(&ca);
+    static const fuzz::instance_directory here;
+    static const fuzz::memory_file recording;
+    const auto journal = here.path / "tmp" / "SAMPLE.0.journal";
+    const auto link = here.path / "SAMPLE.0.recording";
+    recording.fill(data, size);
+    (void)remove(journal);
+    if (!is_symlink(link))
+        create_symlink(recording.path(), link);
+    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    bool well_formed = true;
+    for (const char *const claim : {"size=", "type=", "num_records=", "subrec_count="})
+        well_formed = well_formed && text.find(claim) == std::string_view::npos;
+
+    ca = {};
+    if (succeeded(dbm_init_process(950801)) &&
+        succeeded(dbm_attach("ravelod", nullptr, nullptr, &ca)))
+        for (int played = 0; played < most_snapshots && play(well_formed);)
+            ++played;
+    (void)succeeded(dbm_detach(&ca));
+    (void)dbm_init_process(950801);  // lets go of the recording
+    std::ifstream stream(journal);
+    for (std::string line; std::getline(stream, line);)
+        fuzz::require(fuzz::is_printable(line) && line.starts_with("time="));
     return 0;
 }
