@@ -199,7 +199,9 @@ outcome force(const agent &target) {
     return {};
 }
 
-// A recording can't run slower or faster: the journal is where a priority shows.
+// A recording can't run slower or faster: the journal is where a priority shows. Like a force it
+// lasts as long as the attachment: the next one plays the recording anew, and what a killed daemon
+// has changed is gone with it.
 outcome set_priority(const agent &target, int) {
     if (is_forced(the_player(), target))
         return answered(sql::agent_gone, {std::to_string(target.agent_id)});
