@@ -37,65 +37,6 @@ TEST(Force, HitsTheOffenderOnceAndNotItsNeighbour) {
     EXPECT_EQ(journal_field(instance.journal()[0], "sqlcode"), "0");
 }
 
-TEST(Force, ToldApartByItsAnswer) {
-    struct Case {
-        std::string outcome;
-        Lines records;
-        int status;
-    };
-    for (const Case &one : {
-             Case{"sqlcode=1230", {}, 0},
-             Case{"sqlcode=5", {"WARNING (11030) #101|7|5"}, 0},
-             Case{"sqlcode=-5", {"ERROR (11020) #1049|7|-5"}, 248},
-         }) {
-        SCOPED_TRACE(one.outcome);
-        const TempInstance instance;
-        instance.config("dbname sample; setlimit cpu 60 action force;");
-        instance.recording(Recording()
-                               .line("result operation=force call=1 " + one.outcome)
-                               .snapshot(1000)
-                               .app(busy(7)));
-        Daemon daemon(instance);
-        EXPECT_EQ(daemon.pass(), one.status == 0);
-        EXPECT_EQ(one.status == 0 ? daemon.stop().status : daemon.wait_exit().status, one.status);
-        Lines records = of_type(instance.log(), "WARNING");
-        const Lines errors = of_type(instance.log(), "ERROR");
-        records.insert(records.end(), errors.begin(), errors.end());
-        EXPECT_EQ(records, one.records);
-    }
-}
-
-TEST(Priority, IsSetOnceAndGivenBackAtTheEnd) {
-    const TempInstance instance;
-    Recording played;
-    for (uint32_t time = 1000; time < 1050; time += 10)
-        played.snapshot(time).app(busy(7)).app(busy(42)).app(busy(3)).app(busy(8, "other"));
-    govern(instance, "applname tool setlimit cpu 60 action priority 5;", played, 5);
-    EXPECT_EQ(of_type(instance.log(), "NICE").size(), 3U);
-    EXPECT_EQ(instance.calls(), (Lines{"priority 7 5", "priority 42 5", "priority 3 5",
-                                       "priority 42 0", "priority 7 0", "priority 3 0"}));
-}
-
-TEST(Priority, FollowsTheDecidingRule) {
-    const TempInstance instance;
-    App app = busy(7);
-    Recording played;
-    played.snapshot(1000).app(app);
-    app.locks = 1000;
-    played.snapshot(1010).app(app);
-    app.locks = 0;
-    app.cpu = 0;  // no rule is broken: the record goes, the priority stays
-    played.snapshot(1020).app(app);
-    app.cpu = 60;
-    played.snapshot(1030).app(app);
-    govern(instance, "setlimit cpu 60;\n setlimit locks 9 action priority -5;", played, 4);
-    EXPECT_EQ(of_type(instance.log(), "NICE"), (Lines{"NICE #1077|tool|JOE|id7|10|1|#1082|60",
-                                                      "NICE #1077|tool|JOE|id7|-5|2|#1083|1000",
-                                                      "NICE #1077|tool|JOE|id7|10|1|#1082|60"}));
-    EXPECT_EQ(instance.calls(),
-              (Lines{"priority 7 10", "priority 7 -5", "priority 7 10", "priority 7 0"}));
-}
-
 // Members with their figures: who refers to whom, since when and with which weight.
 struct Member {
     uint32_t agent_id, weight, start, ref = 0;

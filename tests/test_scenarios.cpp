@@ -156,20 +156,16 @@ void play(const Scenario &one) {
     }
 }
 
-TEST(Scenario, Scheduling) {
-    for (const Scenario &one : read_scenarios("scheduling.txt"))
+class ScenarioFile : public testing::TestWithParam<const char *> {};
+
+TEST_P(ScenarioFile, Plays) {
+    for (const Scenario &one : read_scenarios(GetParam()))
         play(one);
 }
 
-TEST(Scenario, World) {
-    for (const Scenario &one : read_scenarios("world.txt"))
-        play(one);
-}
-
-TEST(Scenario, Failures) {
-    for (const Scenario &one : read_scenarios("failures.txt"))
-        play(one);
-}
+INSTANTIATE_TEST_SUITE_P(Every, ScenarioFile,
+                         testing::Values("scheduling.txt", "failures.txt", "monitor.txt",
+                                         "trace.txt", "priorities.txt", "world.txt"));
 
 TEST(Scenario, WhatAReReadKeepsAndForgets) {
     const TempInstance instance;
