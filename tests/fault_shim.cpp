@@ -59,8 +59,8 @@ struct State {
     std::string step_fd = environment("RAVELO_STEP_FD");
     std::string system_log = environment("RAVELO_SYSLOG");
     bool plain = !environment("RAVELO_PLAIN").empty();
-    long calls = 0;      // calls that a "*" rule can let fail
-    std::string struck;  // the call that it did
+    long calls = 0;                  // calls that a "*" rule can let fail
+    std::vector<std::string> trail;  // the latest of them, "function subject"
     std::map<const sqlca *, std::string> messages;
 };
 
@@ -91,6 +91,39 @@ std::string subject_of(int fd) {
 std::string subject_of(FILE *stream) {
     return subject_of(fileno(stream));
 }
+std::string subject_of(const std::string &text) {
+    return text;
+}
+// A byte of a file is told by where it stands.
+std::string at_position(FILE *stream) {
+    return subject_of(stream) + ":" + std::to_string(std::ftell(stream));
+}
+
+void append_line(const std::string &path, const std::string &line) {
+    FILE *const file = std::fopen(path.c_str(), "ae");
+    if (file == nullptr)
+        return;
+    (void)std::fputs((line + "\n").c_str(), file);
+    (void)std::fclose(file);
+}
+
+// Keeps the latest calls; of bytes read one after the other only the last.
+void note_call(const std::string &call, const std::string &subject) {
+    constexpr size_t kept = 5;
+    std::vector<std::string> &trail = state().trail;
+    if (!trail.empty() && call == "getc" && trail.back().starts_with(call))
+        trail.pop_back();
+    trail.push_back(call + " " + subject.substr(subject.rfind('/') + 1));
+    if (trail.size() > kept)
+        trail.erase(trail.begin());
+}
+
+void note_strike(const std::string &code) {
+    std::string line = "struck " + code;
+    for (const std::string &call : state().trail)
+        line += " > " + call;
+    append_line(state().count_file, line);
+}
 
 bool fits(const Rule &rule, const std::string &call, const std::string &subject, bool counts) {
     if (rule.call == "*" ? !counts : rule.call != call)
@@ -111,6 +144,8 @@ std::optional<std::string> struck(const char *symbol, const void *caller, const 
     const std::string subject = subject_of(about);
     const bool counts = !subject.empty() && call != "ppoll" && call != "dbm_message_text";
     state().calls += counts ? 1 : 0;
+    if (counts && !state().count_file.empty())
+        note_call(call, subject);
     std::optional<std::string> code;
     for (Rule &rule : state().rules) {
         if (!fits(rule, call, subject, counts))
@@ -118,10 +153,10 @@ std::optional<std::string> struck(const char *symbol, const void *caller, const 
         ++rule.seen;
         if (rule.seen != rule.first && !(rule.for_good && rule.seen > rule.first))
             continue;
-        if (rule.call == "*") {
-            state().struck = std::string(call).append(" ").append(subject);
+        if (rule.call == "*")
             rule.call = call;  // for good means this call from now on, not every one
-        }
+        if (counts && !state().count_file.empty())
+            note_strike(rule.code);
         code = rule.code;
     }
     if (code == "KILL")
@@ -157,14 +192,6 @@ int fail_request(const std::string &code, sqlca *ca) {
     return result;
 }
 
-void append_line(const std::string &path, const std::string &line) {
-    FILE *const file = std::fopen(path.c_str(), "ae");
-    if (file == nullptr)
-        return;
-    (void)std::fputs((line + "\n").c_str(), file);
-    (void)std::fclose(file);
-}
-
 std::string plain_message(long message, int count, const message_token *first) {
     std::string text = "#" + std::to_string(message);
     for (int i = 0; i < count; ++i)
@@ -176,7 +203,7 @@ std::string plain_message(long message, int count, const message_token *first) {
 
 [[gnu::destructor]] void write_count() {
     if (!environment("RAVELO_FAULT_COUNT").empty())
-        append_line(state().count_file, std::to_string(state().calls) + " " + state().struck);
+        append_line(state().count_file, "calls " + std::to_string(state().calls));
 }
 
 }  // namespace
@@ -198,11 +225,11 @@ std::string plain_message(long message, int count, const message_token *first) {
         const auto code = STRUCK(symbol, subject);                                 \
         return code ? fail<Result>(*code, suitable, result) : next arguments;      \
     }
-#define REQUEST(symbol, parameters, arguments, ca)              \
-    HOOK(symbol, int, EXPAND parameters) {                      \
-        FIND_NEXT(symbol);                                      \
-        const auto code = STRUCK(symbol, "request");            \
-        return code ? fail_request(*code, ca) : next arguments; \
+#define REQUEST(symbol, parameters, arguments, ca, ...)                                     \
+    HOOK(symbol, int, EXPAND parameters) {                                                  \
+        FIND_NEXT(symbol);                                                                  \
+        const auto code = STRUCK(symbol, std::string("request") __VA_OPT__(+) __VA_ARGS__); \
+        return code ? fail_request(*code, ca) : next arguments;                             \
     }
 #define EXPAND(...) __VA_ARGS__
 // A call whose 64-bit times have another name where a word has 32 bits.
@@ -227,7 +254,7 @@ FALLIBLE(int, TIMED(stat64, __stat64_time64), (const char *a, struct stat *b), (
 FALLIBLE(FILE *, fopen64, (const char *a, const char *b), (a, b), a, EIO, nullptr)
 FALLIBLE(int, fileno, (FILE * a), (a), next(a), EBADF, -1)
 FALLIBLE(int, fclose, (FILE * a), (a), a, EIO, ((void)next(a), EOF))
-FALLIBLE(int, getc, (FILE * a), (a), a, EIO, (a->_flags |= _IO_ERR_SEEN, EOF))
+FALLIBLE(int, getc, (FILE * a), (a), at_position(a), EIO, (a->_flags |= _IO_ERR_SEEN, EOF))
 FALLIBLE(int, TIMED(clock_gettime, __clock_gettime64), (clockid_t a, timespec *b), (a, b),
          a == CLOCK_REALTIME ? "clock" : "", EINVAL, -1)
 FALLIBLE(tm *, TIMED(localtime_r, __localtime64_r), (const time_t *a, tm *b), (a, b), "clock",
@@ -251,7 +278,8 @@ REQUEST(dbm_snapshot,
          sqlca *g),
         (a, b, c, d, e, f, g), g)
 REQUEST(dbm_force_application, (int a, const uint32_t *b, int c, sqlca *d), (a, b, c, d), d)
-REQUEST(dbm_set_agent_priority, (uint32_t a, int b, int c, sqlca *d), (a, b, c, d), d)
+REQUEST(dbm_set_agent_priority, (uint32_t a, int b, int c, sqlca *d), (a, b, c, d), d,
+        " " + std::to_string(a) + " " + std::to_string(b))
 
 HOOK(dbm_prepare_sqlca, int, sqlca *ca, short count, long message, const message_token *first) {
     FIND_NEXT(dbm_prepare_sqlca);

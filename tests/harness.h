@@ -118,8 +118,10 @@ class TempInstance {
     [[nodiscard]] std::vector<LogLine> log() const { return parse_log(read("log")); }
     // "priority|text" each; one that was used as a format begins with "FORMAT!".
     [[nodiscard]] Lines system_log() const { return split_lines(read("syslog")); }
-    // After runs with count_calls, a line each: "count function subject", the number of calls that
-    // "*" counts, and the first one that it let fail, if any.
+    // After a run with count_calls: a line for each call that a rule let fail, its code and the
+    // latest calls up to it, "struck CODE > function subject > function subject", and at last
+    // "calls" and how many calls "*" counted. Subjects are names without their folder; a byte read
+    // adds ":" and its position.
     [[nodiscard]] Lines counted_calls() const { return split_lines(read("calls")); }
 
     // Runs a command of ravelod to its end; a start's sleeps are skipped.

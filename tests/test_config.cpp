@@ -58,12 +58,6 @@ TEST(Tokenizer, RefusesWhatIsNoToken) {
     });
 }
 
-TEST(Tokenizer, ReportsReadErrors) {
-    expect_refused({{db, "(16015) #1024|1", 254}}, "getc@3=EIO");
-    expect_refused({{"{ x", "(16030) #1024|1", 254}}, "getc@3=EIO");
-    expect_refused({{"debug 'x\n", "(16037) #1024|1", 254}}, "getc@9=EIO");
-}
-
 TEST(Reader, RefusesGlobalStatements) {
     expect_refused({
         {"interval 5; interval 6;", "(2015) #1026|interval|1"},
@@ -144,29 +138,6 @@ TEST(Reader, RefusesLimitsAndActions) {
         {d + "cpu", "(8100) #1035"},
         {d + "cpu 1 action schedule", "(8100) #1035"},
     });
-}
-
-TEST(Reader, ReportsFileFailures) {
-    const auto failing = [](const std::string &faults, const std::string &record, int status) {
-        const TempInstance instance;
-        const std::string rules = instance.config(db + rule);
-        instance.recording(Recording().snapshot(1000));
-        const Outcome outcome =
-            instance.run({"start", "sample", "0", rules, instance.path("log")}, {.faults = faults});
-        EXPECT_EQ(outcome.status, status) << faults;
-        std::string expected = record;
-        if (const size_t at = expected.find("FILE"); at != std::string::npos)
-            expected.replace(at, 4, rules);
-        EXPECT_EQ(of_type(instance.log(), "ERROR"), (Lines{expected})) << faults;
-    };
-    // The main loop opens the file to look at it, then the reader does.
-    failing("fopen:rules@1=EACCES", "ERROR (1055) #1023|FILE|13", 254);
-    failing("fstat:rules@1=EIO", "ERROR (1060) #1021|FILE|5", 254);
-    failing("fileno:rules@1=EBADF", "ERROR (1060) #1021|FILE|9", 254);
-    failing("fopen:rules@2=ENOENT", "ERROR (2010) #1023|FILE|2", 254);
-    failing("fstat:rules@2=EIO", "ERROR (2110) #1021|FILE|5", 254);
-    failing("fclose:rules@2=EIO", "ERROR (2120) #1025|0", 254);
-    failing("calloc@2=ENOMEM", "ERROR (3010) #1020|12", 250);
 }
 
 TEST(Validate, ListsTheRulesAsUnderstood) {

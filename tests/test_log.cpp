@@ -73,17 +73,6 @@ TEST(Log, IsSharedByDaemonsOfSeveralNodes) {
     EXPECT_GT(records[0], 9U);
 }
 
-TEST(Log, TimeThatCannotBeHad) {
-    const TempInstance instance;
-    const std::string rules = instance.config(talkative);
-    const Outcome outcome = instance.run({"start", "sample", "0", rules, instance.path("log")},
-                                         {.faults = "clock_gettime@1=EINVAL"});
-    EXPECT_EQ(outcome.status, 253);
-    const std::string none = "9999-99-99-99.99.99";
-    EXPECT_EQ(split_lines(instance.read("log")),
-              (Lines{none + "    0 START      #1063|SAMPLE", none + "    0 ERROR      #1050|22"}));
-}
-
 TEST(Log, DebugRecordThatIsLostEndsThePassAfterItsSweep) {
     const TempInstance instance;
     instance.config("dbname sample; interval 10; account 1; debug 3; setlimit cpu 60;");
