@@ -7,14 +7,6 @@
 
 namespace ravelo {
 
-int current_time(time_t *seconds) {
-    timespec now{};
-    if (clock_gettime(CLOCK_REALTIME, &now) != 0)
-        return errno;
-    *seconds = now.tv_sec;
-    return 0;
-}
-
 int local_time(time_t seconds, tm *calendar) {
     constexpr int last_year = 9999 - 1900;  // of four digits
     if (localtime_r(&seconds, calendar) == nullptr)

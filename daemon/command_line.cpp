@@ -6,6 +6,7 @@
 
 #include "config/read_config.h"
 #include "config/trace_config.h"
+#include "daemon/attach.h"
 #include "daemon/files.h"
 #include "daemon/result.h"
 #include "daemon/start.h"
@@ -18,8 +19,6 @@ namespace {
 
 using word_list = std::span<const char *const>;
 
-constexpr int library_version = 950801;
-constexpr int authority_refused = 0x40000000;
 constexpr size_t longest_command = 8;
 constexpr size_t longest_node_text = node_text_size - 1;
 
@@ -114,20 +113,6 @@ void take_instance_name(glob_struct *glob, word_list words) {
     const std::string_view name = words.empty() ? "" : words[0];
     cut_text(glob->instance_name,
              name.size() >= sizeof(glob->instance_name) ? name.substr(0, 8) : name);
-}
-
-// Readies the client library and asks it whether the invoking user may govern.
-int32_t set_up_library(glob_struct *glob) {
-    const int code = dbm_init_process(library_version);
-    if (code != 0) {
-        fail_stderr(glob, message::client_setup_failed, {decimal(glob->msg_token, code)});
-        return result::manager;
-    }
-    if ((dbm_user_authinfo(2, 1, 1, 65, nullptr, &glob->api_sqlca) & authority_refused) != 0) {
-        fail_stderr(glob, message::not_authorized);
-        return result::usage;
-    }
-    return result::ok;
 }
 
 }  // namespace

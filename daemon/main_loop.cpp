@@ -104,14 +104,18 @@ int32_t run_cycle(glob_struct *glob, uint16_t *prev_debug_level) {
 
 // Leaves the loop as stopped, with a "STOP" record.
 int32_t end_as_stopped(glob_struct *glob, int32_t outcome) {
-    (void)std::snprintf(glob->msg_text, message_size, "Database = %s.",
-                        glob->db_name);  // always fits
-    if (write_log(glob, record_type::stop, location::none) != result::ok && outcome == result::ok)
-        return result::file;
-    return outcome;
+    const int32_t logged = report_stop(glob);
+    return outcome == result::ok ? logged : outcome;
 }
 
 }  // namespace
+
+int32_t report_stop(glob_struct *glob) {
+    (void)std::snprintf(glob->msg_text, message_size, "Database = %s.",
+                        glob->db_name);  // always fits
+    return write_log(glob, record_type::stop, location::none) == result::ok ? result::ok
+                                                                            : result::file;
+}
 
 int32_t main_loop(glob_struct *glob, bool *stop_requested) {
     uint16_t prev_debug_level = 0;

@@ -12,4 +12,7 @@ namespace ravelo {
 // "STOP" record not be written; otherwise the failure's result.
 [[nodiscard]] int32_t main_loop(glob_struct *glob, bool *stop_requested);
 
+// Writes the "STOP" record. Results: 0; -2 it could not be written.
+[[nodiscard]] int32_t report_stop(glob_struct *glob);
+
 }  // namespace ravelo

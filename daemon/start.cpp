@@ -1,7 +1,6 @@
 #include "daemon/start.h"
 
-#include <cstring>
-
+#include "daemon/attach.h"
 #include "daemon/clean_up.h"
 #include "daemon/main_loop.h"
 #include "daemon/memory.h"
@@ -13,38 +12,6 @@
 
 namespace ravelo {
 namespace {
-
-constexpr size_t node_flag_offset = 4300;
-constexpr uint16_t node_setting = 8;
-
-// Whether the library's connections must be directed to a node.
-bool directs_to_node() {
-    if (dbm_control_block == nullptr)
-        return false;
-    uint32_t flag = 0;
-    std::memcpy(&flag, static_cast<const char *>(dbm_control_block) + node_flag_offset,
-                sizeof(flag));
-    return flag != 0;
-}
-
-int32_t direct_to_node(glob_struct *glob) {
-    if (!directs_to_node())
-        return result::ok;
-    const client_setting setting{node_setting, glob->node_num};
-    const int code = dbm_set_client(&setting, 1, &glob->api_sqlca);
-    if (code == 0)
-        return result::ok;
-    report_error(glob, location::main_set_client, message::client_setup_failed,
-                 {decimal(glob->msg_token, code)});
-    return result::manager;
-}
-
-int32_t attach(glob_struct *glob) {
-    if (dbm_attach(glob->instance_name, nullptr, nullptr, &glob->api_sqlca) == 0)
-        return result::ok;
-    report_manager_error(glob, location::main_attach, "DBATTACH");
-    return result::manager;
-}
 
 int32_t allocate_request(glob_struct *glob) {
     const int code = allocate_record(&glob->snap_req);
@@ -70,8 +37,6 @@ int32_t set_up_trace(glob_struct *glob) {
 int32_t prepare(glob_struct *glob) {
     int32_t outcome =
         report_event(glob, record_type::start, message::started, {text_of(glob->db_name)});
-    if (outcome == result::ok)
-        outcome = direct_to_node(glob);
     if (outcome == result::ok)
         outcome = attach(glob);
     if (outcome == result::ok)

@@ -14,6 +14,7 @@
 namespace ravelo {
 namespace {
 
+constexpr uint32_t all_applications_of_a_database = 6;
 constexpr int monitor_version = 3;
 constexpr uint32_t switch_on = 1;
 constexpr uint32_t switch_unchanged = 2;
@@ -146,6 +147,16 @@ int32_t take_snapshot(glob_struct *glob, bool *too_small) {
 }
 
 }  // namespace
+
+void fill_snapshot_request(glob_struct *glob) {
+    snapshot_request *const request = glob->snap_req;
+    std::memset(request, 0, glob->snap_req_size);
+    request->num_objects = 1;
+    request->agent_id = 0;
+    request->object_type = all_applications_of_a_database;
+    const std::string_view name = text_of(glob->db_name);
+    name.copy(request->object, sizeof(request->object));
+}
 
 int32_t get_snapshot(glob_struct *glob) {
     if (glob->uow_limit_used != 0 || glob->stmt_info_used != 0) {

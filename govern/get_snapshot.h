@@ -8,6 +8,9 @@
 
 namespace ravelo {
 
+// Fills snap_req with the request for all applications of db_name.
+void fill_snapshot_request(glob_struct *glob);
+
 // Makes sure that the monitor switches the rules need are on, and takes a snapshot into snap_buf.
 // Results, each failure reported:
 //    0  a snapshot is in the buffer, or the size estimate found nothing to report

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <type_traits>
 
 #include "daemon/clock.h"
@@ -18,18 +17,7 @@
 namespace ravelo {
 namespace {
 
-constexpr uint32_t all_applications_of_a_database = 6;
 constexpr uint32_t microseconds = 1000000;
-
-void fill_request(glob_struct *glob) {
-    snapshot_request *const request = glob->snap_req;
-    std::memset(request, 0, glob->snap_req_size);
-    request->num_objects = 1;
-    request->agent_id = 0;
-    request->object_type = all_applications_of_a_database;
-    const std::string_view name = text_of(glob->db_name);
-    name.copy(request->object, sizeof(request->object));
-}
 
 // Without the local time of day it is not known which rules apply, so the pass must not go on.
 int32_t take_clock(glob_struct *glob) {
@@ -159,7 +147,7 @@ outcome evaluate_snapshot(glob_struct *glob, int32_t account_due) {
 }  // namespace
 
 int32_t govern(glob_struct *glob) {
-    fill_request(glob);
+    fill_snapshot_request(glob);
     const int32_t taken = get_snapshot(glob);
     // Whether this record could be written is not looked at: the snapshot's result decides.
     if (taken != result::ok && glob->debug_level >= 1)
