@@ -1,0 +1,98 @@
+#include "tools/replay/night.h"
+
+#include <fstream>
+
+#include "config/read_config.h"
+#include "config/rules.h"
+#include "daemon/attach.h"
+#include "daemon/clean_up.h"
+#include "daemon/main_loop.h"
+#include "daemon/memory.h"
+#include "daemon/result.h"
+#include "govern/govern.h"
+#include "log/report.h"
+#include "log/text.h"
+#include "tools/replay/library.h"
+
+namespace ravelo::replay {
+namespace {
+
+void append_names(std::string &text, const char *clause, const id_node *list) {
+    for (const id_node *name = list; name != nullptr; name = name->next)
+        text += (name == list ? std::string(clause) : std::string(",")) + name->name;
+    text += list != nullptr ? " " : "";
+}
+
+// A rule in few words: its description, or else whom it is about.
+std::string describe(const config_restrict &rule) {
+    if (rule.desc[0] != '\0')
+        return rule.desc;
+    std::string text;
+    append_names(text, "authid ", rule.authid_list);
+    append_names(text, "applname ", rule.applname_list);
+    return text.empty() ? "all applications" : text;
+}
+
+// Reads the rules as validate does: what is wrong with them is said on standard error.
+int32_t read_rules(glob_struct *glob, summary &counts) {
+    glob->validate_mode = 1;
+    const int32_t outcome = read_config(glob);
+    glob->validate_mode = 0;
+    for (const config_restrict *rule = glob->rules_head; rule != nullptr; rule = rule->next)
+        counts.rules.push_back({rule->line, describe(*rule)});
+    return outcome;
+}
+
+// The passes, between the records that a daemon begins and ends with.
+int32_t govern_passes(glob_struct *glob, summary &counts) {
+    int32_t outcome =
+        report_event(glob, record_type::start, message::started, {text_of(glob->db_name)});
+    if (outcome == result::ok)
+        outcome = report_event(glob, record_type::readcfg, message::config_read,
+                               {text_of(glob->cfg_file_name)});
+    while (outcome == result::ok && !at_end()) {
+        outcome = govern(glob);
+        counts.snapshots += at_end() ? 0 : 1;
+    }
+    return outcome == result::ok ? report_stop(glob) : outcome;
+}
+
+bool prepare(const night &wanted, glob_struct *glob) {
+    init_glob(glob);
+    glob->snap_req_size = sizeof(snapshot_request);
+    return copy_text(glob->db_name, wanted.database) &&
+           copy_text(glob->cfg_file_name, wanted.config) &&
+           copy_text(glob->log_file_name, wanted.log) && allocate_record(&glob->snap_req) == 0;
+}
+
+int32_t run(night &wanted, glob_struct *glob) {
+    int32_t outcome = read_rules(glob, wanted.counts);
+    if (outcome != result::ok)
+        return outcome;
+    begin(wanted.start, wanted.every ? 0 : glob->interval,
+          [&wanted](long number, const auto &tokens) {
+              count_message(wanted.counts, number, tokens);
+          });
+    outcome = attach(glob);
+    return outcome == result::ok ? govern_passes(glob, wanted.counts) : outcome;
+}
+
+}  // namespace
+
+int32_t govern_night(night &wanted) {
+    static glob_struct glob;
+    if (!prepare(wanted, &glob)) {
+        frame_on_stderr("a name is too long, or there is no memory");
+        return result::usage;
+    }
+    int32_t outcome = set_up_library(&glob);
+    if (outcome == result::ok)
+        outcome = run(wanted, &glob);
+    outcome = shut_down(&glob, outcome, true);
+    std::ifstream log(wanted.log, std::ios::binary);
+    for (std::string line; std::getline(log, line);)
+        count_line(wanted.counts, line);
+    return outcome;
+}
+
+}  // namespace ravelo::replay

@@ -1,0 +1,28 @@
+// An instance directory whose only recording is the one to be replayed.
+#pragma once
+
+#include <string>
+
+namespace ravelo::replay {
+
+// Made in the folder for temporary files, removed at the end.
+class temporary_instance {
+  public:
+    temporary_instance(const std::string &recording, const std::string &database);
+    ~temporary_instance();
+    temporary_instance(const temporary_instance &) = delete;
+    temporary_instance &operator=(const temporary_instance &) = delete;
+
+    // Whether it could be made; the client library then works with it.
+    [[nodiscard]] bool is_ready() const { return ready_; }
+    // The path of a file of the directory.
+    [[nodiscard]] std::string file(const std::string &name) const {
+        return directory_ + "/" + name;
+    }
+
+  private:
+    std::string directory_;
+    bool ready_ = false;
+};
+
+}  // namespace ravelo::replay
