@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps test-deps m32-deps demo test asan clang m32 fuzz bench soak preset lint format install clean
+.PHONY: all build deps test-deps m32-deps demo test asan clang m32 fuzz bench soak preset lint format install package clean
 
 all: build
 
@@ -69,8 +69,18 @@ lint: test-deps
 format:
 	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format -i
 
+# DESTDIR puts the files below a folder; PREFIX is where they will be used.
+PREFIX ?= /usr/local
 install: build
-	@cmake --install $(BUILD)
+	@cmake --install $(BUILD) --prefix $(PREFIX)
+
+# build-release/*.deb
+package: deps
+	@packaging/install-dependencies.sh package
+	@cmake --preset release -DRAVELO_BENCH=OFF > build-release.log 2>&1 || { cat build-release.log; exit 1; }
+	@rm -f build-release.log build-release/*.deb
+	@cmake --build --preset release -j $(JOBS)
+	@cd build-release && cpack
 
 clean:
 	@rm -rf build build-release build-asan build-clang build-fuzz build-m32

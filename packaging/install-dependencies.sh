@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: what building needs, and with a word also what
-# "tests", "fuzz" or "m32" need.
+# "tests", "fuzz", "m32" or "package" need.
 set -euo pipefail
 
 packages=(g++ cmake make gettext libpq-dev)
 case "${1:-}" in
-    tests) packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin) ;;
+    tests) packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin dpkg-dev file systemd logrotate) ;;
+    package) packages+=(dpkg-dev file) ;;
     m32) packages+=(g++-multilib googletest) ;;
     fuzz) packages+=(clang libclang-rt-14-dev) ;;
 esac

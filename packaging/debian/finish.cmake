@@ -1,0 +1,12 @@
+# Run by CPack on the installed tree before it is packed: what a Debian package has besides.
+
+set(doc "${CPACK_TEMPORARY_DIRECTORY}/usr/share/doc/${CPACK_PACKAGE_NAME}")
+string(TIMESTAMP DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)  # SOURCE_DATE_EPOCH, where it is set
+configure_file("${CMAKE_CURRENT_LIST_DIR}/changelog.in" "${doc}/changelog.Debian" @ONLY)
+configure_file("${CMAKE_CURRENT_LIST_DIR}/copyright" "${doc}/copyright" COPYONLY)
+
+file(GLOB pages "${CPACK_TEMPORARY_DIRECTORY}/usr/share/man/man*/*")
+foreach(file ${pages} "${doc}/changelog.Debian")
+  file(CHMOD "${file}" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  execute_process(COMMAND gzip -9nf "${file}" COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
