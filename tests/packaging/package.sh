@@ -29,6 +29,8 @@ lifecycle() {
     cp $examples/orders/ORDERS.0.recording /var/lib/ravelo/
     (echo 'debug 1;' && cat $examples/orders/night.cfg) > /etc/ravelo/orders.cfg
     as_ravelo ravelod validate orders /etc/ravelo/orders.cfg > /dev/null
+    expect orders bash -c '. /usr/share/bash-completion/completions/ravelod
+        COMP_WORDS=(ravelod start O) COMP_CWORD=2; _ravelod; echo "${COMPREPLY[@]}"'
     start
     await begun
     expect '' clear
