@@ -5,7 +5,10 @@ set -euo pipefail
 
 packages=(g++ cmake make gettext libpq-dev)
 case "${1:-}" in
-    tests) packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin dpkg-dev file systemd logrotate) ;;
+    tests)
+        packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin)
+        packages+=(dpkg-dev file systemd logrotate)
+        ;;
     package) packages+=(dpkg-dev file) ;;
     m32) packages+=(g++-multilib googletest) ;;
     fuzz) packages+=(clang libclang-rt-14-dev) ;;
