@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DRAVELO_TESTS=OFF -DRAVELO_BENCH=OFF
 
-.PHONY: all build deps test-deps m32-deps demo test asan clang m32 fuzz bench soak preset lint format install package clean
+.PHONY: all build deps test-deps m32-deps lint-deps demo test asan clang m32 fuzz bench soak preset lint format install package clean
 
 all: build
 
@@ -61,13 +61,26 @@ preset:
 	@rm -f build-$(PRESET).log
 	@cmake --build --preset $(PRESET) -j $(JOBS)
 
-lint: test-deps
-	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
-	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
-	@git ls-files -co --exclude-standard '*.cpp' | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p $(BUILD)
+# Another version of the tools sees and lays out the same code differently.
+LLVM := 14
+CLANG_FORMAT ?= clang-format-$(LLVM)
+CLANG_TIDY ?= clang-tidy-$(LLVM)
+pinned = @$(1) --version 2>&1 | grep -q 'version $(LLVM)\.' || \
+	{ echo "$(1) is not version $(LLVM), which this tree is laid out with" >&2; exit 1; }
 
-format:
-	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format -i
+lint-deps:
+	@packaging/install-dependencies.sh lint
+
+lint: lint-deps
+	$(call pinned,$(CLANG_FORMAT))
+	$(call pinned,$(CLANG_TIDY))
+	@$(MAKE) --no-print-directory build CMAKE_FLAGS="-DRAVELO_TESTS=ON -DRAVELO_BENCH=ON"
+	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs $(CLANG_FORMAT) --dry-run --Werror
+	@git ls-files -co --exclude-standard '*.cpp' | xargs -P $(JOBS) -n 4 $(CLANG_TIDY) --quiet -p $(BUILD)
+
+format: lint-deps
+	$(call pinned,$(CLANG_FORMAT))
+	@git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs $(CLANG_FORMAT) -i
 
 # DESTDIR puts the files below a folder; PREFIX is where they will be used.
 PREFIX ?= /usr/local

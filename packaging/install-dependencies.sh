@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: what building needs, and with a word also what
-# "tests", "fuzz", "m32" or "package" need.
+# "tests", "fuzz", "m32", "package" or "lint" need.
 set -euo pipefail
 
 packages=(g++ cmake make gettext libpq-dev)
+tests=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin
+       dpkg-dev file systemd logrotate)
 case "${1:-}" in
-    tests)
-        packages+=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin)
-        packages+=(dpkg-dev file systemd logrotate)
-        ;;
+    tests) packages+=("${tests[@]}") ;;
+    lint) packages+=("${tests[@]}" clang-format-14 clang-tidy-14) ;;
     package) packages+=(dpkg-dev file) ;;
     m32) packages+=(g++-multilib googletest) ;;
     fuzz) packages+=(clang libclang-rt-14-dev) ;;
