@@ -1,0 +1,28 @@
+// Text of a log made safe to show: a log holds names that applications chose, so it may hold any
+// byte.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace ravelo::logview {
+
+// Appends text as the inside of a JSON string. What is not UTF-8 becomes U+FFFD.
+void append_json(std::string &out, std::string_view text);
+
+// Appends text for HTML, inside and outside of quotes. Controls, characters that turn the direction
+// of writing and what is not UTF-8 become U+FFFD.
+void append_html(std::string &out, std::string_view text);
+
+// A character, or the escape \xNN for a byte of one that may not reach a terminal.
+struct shown_character {
+    std::string bytes;
+    size_t columns;
+};
+
+// Takes the first character off a text that is not empty, and gives what a terminal may show of it.
+// utf8: the terminal shows UTF-8; otherwise only ASCII.
+[[nodiscard]] shown_character take_shown(std::string_view &text, bool utf8);
+
+}  // namespace ravelo::logview

@@ -1,0 +1,25 @@
+#include "tools/log/writer.h"
+
+#include <cstdio>
+
+namespace ravelo::logview {
+
+std::string short_text(const record &read) {
+    if (read.accounted)
+        return std::to_string(read.user_cpu) + " s user, " + std::to_string(read.system_cpu) +
+               " s system CPU";
+    if (read.rule) {
+        std::string text = "rule " + std::to_string(*read.rule);
+        if (read.priority)
+            text += ", priority " + std::to_string(*read.priority);
+        return text + ": " + std::string(read.reason);
+    }
+    const std::string text(read.text);
+    return read.location ? "(" + std::to_string(*read.location) + ") " + text : text;
+}
+
+void put(const std::string &text) {
+    (void)std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+}  // namespace ravelo::logview
