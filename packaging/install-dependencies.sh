@@ -3,7 +3,7 @@
 # "tests", "fuzz", "m32", "package" or "lint" need.
 set -euo pipefail
 
-packages=(g++ cmake make gettext libpq-dev)
+packages=(g++ cmake make gettext libpq-dev libarchive-dev)
 tests=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin
        dpkg-dev file systemd logrotate)
 case "${1:-}" in

@@ -16,11 +16,11 @@ int64_t value_at(const chart_series &series, int64_t time) {
     return found != series.values->values().end() ? found->second : 0;
 }
 
-// The next round number, 1, 2, 4 or 5 times a power of ten and even where halved: the axis' end.
+// The next round number with a whole half, for the end of the scale.
 int64_t round_up(int64_t value) {
     for (int64_t power = 1; power < INT64_MAX / 100; power *= 10)
-        for (const int64_t factor : {2, 4, 6, 8, 10})
-            if (value <= factor * power)
+        for (const int64_t factor : {2, 3, 4, 6, 8, 10})
+            if (value <= factor * power && factor * power % 2 == 0)
                 return factor * power;
     return value;
 }
@@ -55,7 +55,7 @@ void append_column(std::string &out, const chart &drawn, int64_t column, int64_t
         bars += "<rect class=\"" + series.style + "\" x=\"" + std::to_string(column) +
                 ".08\" y=\"" + decimals(base) + "\" width=\".84\" height=\"" + decimals(size) +
                 "\"/>";
-        words += "; " + series.label + ": " + std::to_string(value) + " " + drawn.unit;
+        words += "; " + series.label + ": " + std::to_string(value);
     }
     if (!bars.empty())
         out += "<g><title>" + words + "</title>" + bars + "</g>\n";
@@ -90,12 +90,21 @@ void append_times(std::string &out, const chart &drawn, int64_t columns) {
     const int64_t labels = std::min(columns + 1, time_labels);
     out += "<div class=\"times\" aria-hidden=\"true\">";
     for (int64_t i = 0; i < labels; ++i)
-        out += "<span>" + show_moment(drawn, begin + columns * i / (labels - 1) * drawn.step) +
+        out += "<span>" + show_moment(drawn, begin + columns * drawn.step * i / (labels - 1)) +
                "</span>";
     out += "</div>\n";
 }
 
 }  // namespace
+
+std::string show_number(int64_t number) {
+    std::string digits = std::to_string(number);
+    for (size_t end = digits.size(); end > (number < 0 ? 4U : 3U);) {
+        end -= 3;
+        digits.insert(end, "&#8239;");
+    }
+    return digits;
+}
 
 std::string show_step(int64_t step) {
     const auto plural = [](int64_t count, const char *unit) {
@@ -122,7 +131,7 @@ void append_chart(std::string &out, const chart &drawn) {
     for (const chart_series &series : drawn.series)
         out += "<li><i class=\"" + series.style + "\"></i>" + series.label + "</li>";
     out += "</ul>\n<div class=\"plot\">\n<div class=\"scale\" aria-hidden=\"true\"><span>" +
-           std::to_string(top) + "</span><span>" + std::to_string(top / 2) +
+           show_number(top) + "</span><span>" + show_number(top / 2) +
            "</span><span>0</span></div>\n";
     append_drawing(out, drawn, columns, top);
     append_times(out, drawn, columns);

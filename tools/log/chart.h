@@ -27,6 +27,9 @@ struct chart {
 // Appends the chart. Without any value above 0 it says that there is nothing to show.
 void append_chart(std::string &out, const chart &drawn);
 
+// A number, for HTML, with blanks between its thousands that don't break.
+[[nodiscard]] std::string show_number(int64_t number);
+
 // "1 hour", "15 minutes", "7 days".
 [[nodiscard]] std::string show_step(int64_t step);
 

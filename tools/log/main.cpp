@@ -46,10 +46,16 @@ std::unique_ptr<writer> make_writer(const options &asked) {
     }
 }
 
+uint64_t malformed_lines(const merged_logs &logs) {
+    uint64_t count = 0;
+    for (const auto &source : logs.sources())
+        count += source->malformed();
+    return count;
+}
+
 // Says what was wrong with the files. Returns whether all could be read.
-bool report(const merged_logs &logs, uint64_t &malformed) {
+bool report(const merged_logs &logs) {
     bool all_read = true;
-    malformed = 0;
     for (const auto &source : logs.sources()) {
         const char *const path = source->path().c_str();
         if (!source->failure().empty()) {
@@ -58,11 +64,10 @@ bool report(const merged_logs &logs, uint64_t &malformed) {
         }
         if (source->malformed() != 0)
             (void)std::fprintf(stderr,
-                               "ravelo-log: %s: lines that are no records: %llu, the first "
-                               "is line %llu\n",
+                               "ravelo-log: %s: lines that are no records: %llu, the first is "
+                               "line %llu\n",
                                path, static_cast<unsigned long long>(source->malformed()),
                                static_cast<unsigned long long>(source->first_malformed()));
-        malformed += source->malformed();
     }
     return all_read;
 }
@@ -83,14 +88,12 @@ int run(const options &asked) {
             bar.show(logs.bytes_read());
     }
     bar.clear();
-    uint64_t malformed = 0;
-    const bool all_read = report(logs, malformed);
-    output->finish(malformed);
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    output->finish(malformed_lines(logs));
+    const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!written)
         std::perror("ravelo-log: standard output");
-        return failed;
-    }
-    return all_read ? success : failed;
+    const bool all_read = report(logs);
+    return written && all_read ? success : failed;
 }
 
 }  // namespace

@@ -22,18 +22,11 @@ std::string html(std::string_view text) {
     return safe;
 }
 
-// A number with blanks between its thousands that don't break.
 std::string grouped(int64_t number) {
-    std::string digits = std::to_string(number);
-    for (size_t end = digits.size(); end > (number < 0 ? 4U : 3U);) {
-        end -= 3;
-        digits.insert(end, "&#8239;");
-    }
-    return digits;
+    return show_number(number);
 }
-
 std::string grouped(uint64_t number) {
-    return grouped(static_cast<int64_t>(number));
+    return show_number(static_cast<int64_t>(number));
 }
 
 std::string cell(const std::string &content, const char *style = "n") {

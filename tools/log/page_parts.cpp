@@ -26,7 +26,7 @@ h1 { font-size: 1.5rem; margin: 0; }
 h2 { font-size: 1.15rem; margin: 2rem 0 .25rem; }
 .note { color: var(--soft); margin: .25rem 0 .75rem; }
 .tiles { display: grid; gap: .75rem; margin: 1rem 0;
-  grid-template-columns: repeat(auto-fit, minmax(8.5rem, 1fr)); }
+  grid-template-columns: repeat(4, 1fr); }
 .tiles div { background: var(--card); border-radius: .5rem; padding: .6rem .8rem; }
 .tiles dt { color: var(--soft); font-size: .875rem; }
 .tiles dd { margin: 0; font-size: 1.35rem; font-variant-numeric: tabular-nums; }
@@ -58,7 +58,8 @@ th, td { text-align: left; vertical-align: top; padding: .35rem .5rem;
   border-bottom: 1px solid var(--line); }
 thead th { color: var(--soft); font-weight: 600; border-bottom-width: 2px; }
 tbody th { font-weight: 400; }
-.n { text-align: right; font-variant-numeric: tabular-nums; }
+.n { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
+thead th { overflow-wrap: normal; }
 .when { white-space: nowrap; font-variant-numeric: tabular-nums; }
 .t { font-weight: 600; }
 .FORCE { color: var(--force); } .NICE { color: var(--nice); } .SCHEDGRP { color: var(--schedule); }
@@ -72,6 +73,7 @@ input, select { display: block; min-height: 2.5rem; padding: .25rem .6rem; font:
 output { color: var(--soft); font-size: .875rem; padding-bottom: .6rem; }
 :focus-visible { outline: 3px solid var(--schedule); outline-offset: 1px; }
 @media (max-width: 40rem) {
+  .tiles { grid-template-columns: 1fr 1fr; }
   .times span:nth-child(even):not(:last-child) { display: none; }
   .figures th, .figures td { padding: .35rem .25rem; font-size: .8125rem; }
   .records thead { position: absolute; width: 1px; height: 1px; overflow: hidden;
