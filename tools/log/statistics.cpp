@@ -6,8 +6,8 @@ namespace ravelo::logview {
 namespace {
 
 // Each divides the next one; beyond the last they double.
-constexpr std::array<int64_t, 10> steps = {60,       300,       900,   3600,      3 * 3600,
-                                           6 * 3600, 12 * 3600, 86400, 7 * 86400, 28 * 86400};
+constexpr std::array<int64_t, 10> steps = {60,    300,   900,   3600,   10800,
+                                           21600, 43200, 86400, 604800, 2419200};
 
 int64_t longer_step(int64_t step) {
     const auto *const next = std::upper_bound(steps.begin(), steps.end(), step);
