@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 
 #include "daemon/memory.h"
@@ -156,6 +157,11 @@ void fill_snapshot_request(glob_struct *glob) {
     request->object_type = all_applications_of_a_database;
     const std::string_view name = text_of(glob->db_name);
     name.copy(request->object, sizeof(request->object));
+}
+
+void skip_size_estimate(glob_struct *glob, uint32_t size) {
+    glob->need_size_estimate = 0;
+    glob->snap_buf_size = size;
 }
 
 int32_t get_snapshot(glob_struct *glob) {

@@ -11,6 +11,11 @@ namespace ravelo {
 // Fills snap_req with the request for all applications of db_name.
 void fill_snapshot_request(glob_struct *glob);
 
+// Lets the next snapshot be taken into a buffer of about size bytes, which grows as it must,
+// without an estimate, so that a snapshot without applications is taken like any other. Only before
+// the first one.
+void skip_size_estimate(glob_struct *glob, uint32_t size);
+
 // Makes sure that the monitor switches the rules need are on, and takes a snapshot into snap_buf.
 // Results, each failure reported:
 //    0  a snapshot is in the buffer, or the size estimate found nothing to report

@@ -1,12 +1,12 @@
 #include "log/write_log.h"
 
 #include <cstdio>
-#include <syslog.h>
 
 #include "daemon/clock.h"
 #include "daemon/files.h"
 #include "daemon/result.h"
 #include "log/report.h"
+#include "log/system_log.h"
 #include "log/text.h"
 
 namespace ravelo {
@@ -41,7 +41,7 @@ int32_t open_log(glob_struct *glob, int *code) {
     const int seek_code = move_to_end(glob->log_handle);
     if (seek_code != 0) {
         fail_stderr(glob, message::log_end_not_found, {decimal(glob->msg_token, seek_code)});
-        syslog(LOG_ERR, "%s", glob->msg_text);
+        write_system_log(glob->msg_text);
         (void)close_log(glob);  // the next record opens it anew
         return result::file;
     }
@@ -98,7 +98,7 @@ void copy_to_system_log(const glob_struct *glob, const record_frame &frame) {
                         static_cast<int>(frame.type.size()), frame.type.data(), frame.prefix,
                         glob->msg_text);  // line has room for all of it
     blank_controls({line, text_of(line).size()});
-    syslog(LOG_ERR, "%s", line);
+    write_system_log(line);
 }
 
 }  // namespace

@@ -16,13 +16,18 @@
 #include "daemon/files.h"
 #include "daemon/memory.h"
 #include "daemon/result.h"
+#include "dbm/codes.h"
 #include "dbm/fields.h"
 #include "govern/get_snapshot.h"
+#include "govern/sql_codes.h"
+#include "log/report.h"
 #include "log/text.h"
 #include "tools/record/snapshot_text.h"
 
 namespace ravelo::record {
 namespace {
+
+constexpr uint32_t usual_snapshot = 65536;  // bytes
 
 struct settings {
     uint32_t interval = 10;  // seconds
@@ -76,21 +81,20 @@ bool prepare(const settings &wanted, glob_struct *glob) {
     dbm_to_upper(static_cast<int>(text_of(glob->db_name).size()), 0, glob->db_name);
     glob->snap_req_size = sizeof(snapshot_request);
     fill_snapshot_request(glob);
+    skip_size_estimate(glob, usual_snapshot);
     return true;
 }
 
-// Where the recording goes; null: it can't be opened, errno says why.
-FILE *open_recording(const settings &wanted) {
-    if (wanted.file == "-")
-        return stdout;
+// Where the recording goes. Results: 0, or the system's error code.
+int open_recording(const settings &wanted, uint32_t *handle) {
+    if (wanted.file == "-") {
+        *handle = STDOUT_FILENO;
+        return 0;
+    }
     const int how = wanted.overwrite ? O_TRUNC : O_EXCL;
     const int fd = open(wanted.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | how, 0640);
-    return fd < 0 ? nullptr : fdopen(fd, "w");
-}
-
-// Writes a text and sees it out. False: it could not be written whole.
-bool write_out(FILE *out, const std::string &text) {
-    return std::fwrite(text.data(), 1, text.size(), out) == text.size() && std::fflush(out) == 0;
+    *handle = static_cast<uint32_t>(fd);
+    return fd < 0 ? errno : 0;
 }
 
 // SIGINT and SIGTERM are only taken between two snapshots.
@@ -103,7 +107,8 @@ sigset_t stop_signals() {
 }
 
 // Waits until the monotonic clock says next, or for a stop. True: stop.
-bool wait_for_stop(const sigset_t &stops, const timespec &next) {
+bool wait_for_stop(const timespec &next) {
+    const sigset_t stops = stop_signals();
     for (;;) {
         timespec now{};
         (void)clock_gettime(CLOCK_MONOTONIC, &now);  // can't fail with a valid clock
@@ -119,48 +124,82 @@ bool wait_for_stop(const sigset_t &stops, const timespec &next) {
     }
 }
 
-// Takes one snapshot and writes it. Results: as get_snapshot, -2 when it can't be written. *away:
-// the database was not there the last time, which is said once.
-int32_t take_snapshot(glob_struct *glob, FILE *out, std::string &text, bool *away) {
-    glob->summary = {};
-    const int32_t taken = get_snapshot(glob);
-    if (taken == result::no_snapshot) {
-        if (!std::exchange(*away, true))
-            (void)complain("there is nothing to record at present; trying on");
+// The snapshot in the buffer as text. Results: 0; -4 it is malformed, which is said.
+int32_t add_snapshot(const glob_struct *glob, std::string &text) {
+    if (append_snapshot(text, glob->summary, {glob->snap_buf, glob->snap_buf_size}))
         return result::ok;
-    }
-    if (taken != result::ok)
-        return taken;
-    *away = false;
-    if (glob->summary.snap_time == 0)  // the estimate found nothing: a moment without applications
-        glob->summary.snap_time = static_cast<uint32_t>(time(nullptr));
-    if (!append_snapshot(text, glob->summary,
-                         {glob->snap_buf, glob->snap_buf != nullptr ? glob->snap_buf_size : 0})) {
-        (void)complain("the snapshot is malformed");
-        return result::monitor;
-    }
-    const bool written = write_out(out, text);
-    text.clear();
-    if (written)
+    (void)complain("the snapshot is malformed");
+    return result::monitor;
+}
+
+// Says once, until the next snapshot, that there is none; of an unreachable database the snapshot
+// code has said so.
+void note_absence(const glob_struct *glob, bool *noted) {
+    if (glob->api_sqlca.sqlcode == sql_code::no_data && !std::exchange(*noted, true))
+        (void)complain("there is nothing to record at present; trying on");
+}
+
+// Writes a text whole. Results: 0; -2 it could not be written, which is said.
+int32_t write_out(uint32_t handle, const std::string &text) {
+    const int code = write_all(handle, text);
+    if (code == 0)
         return result::ok;
-    (void)complain(std::string("the recording can't be written: ") + std::strerror(errno));
+    (void)complain(std::string("the recording can't be written: ") + std::strerror(code));
     return result::file;
 }
 
-int32_t take_snapshots(const settings &wanted, glob_struct *glob, FILE *out) {
-    const sigset_t stops = stop_signals();
-    std::string text = first_line;
+int32_t take_snapshots(const settings &wanted, glob_struct *glob, uint32_t handle) {
+    int32_t outcome = write_out(handle, first_line);
+    bool absence_noted = false;
+    timespec next{};
+    (void)clock_gettime(CLOCK_MONOTONIC, &next);  // can't fail with a valid clock
+    for (uint32_t taken = 0; outcome == result::ok;) {
+        const int32_t got = get_snapshot(glob);
+        if (got == result::ok) {
+            std::string text;
+            outcome = add_snapshot(glob, text);
+            outcome = outcome == result::ok ? write_out(handle, text) : outcome;
+            absence_noted = false;
+            if (++taken == wanted.count)
+                break;
+        } else if (got == result::no_snapshot) {
+            note_absence(glob, &absence_noted);
+        } else {
+            outcome = got;
+        }
+        next.tv_sec += wanted.interval;
+        if (outcome == result::ok && wait_for_stop(next))
+            break;
+    }
+    return outcome;
+}
+
+// Attaches, and tries again while the manager can't be connected to, which attach has said once.
+// *stopped: a stop came first.
+int32_t attach_in_time(const settings &wanted, glob_struct *glob, bool *stopped) {
+    int32_t outcome = attach(glob);
     timespec next{};
     (void)clock_gettime(CLOCK_MONOTONIC, &next);
-    bool away = false;
-    for (uint32_t taken = 1;; ++taken) {
-        const int32_t outcome = take_snapshot(glob, out, text, &away);
-        if (outcome != result::ok || taken == wanted.count)
-            return outcome;
+    while (outcome != result::ok && glob->api_sqlca.sqlcode == dbm::sql::connect_failed) {
         next.tv_sec += wanted.interval;
-        if (wait_for_stop(stops, next))
+        *stopped = wait_for_stop(next);
+        if (*stopped)
             return result::ok;
+        if (dbm_attach(glob->instance_name, nullptr, nullptr, &glob->api_sqlca) == 0)
+            return result::ok;
+        if (glob->api_sqlca.sqlcode != dbm::sql::connect_failed)
+            report_manager_error(glob, location::main_attach, "DBATTACH");
     }
+    return outcome;
+}
+
+int32_t record(const settings &wanted, glob_struct *glob, uint32_t handle) {
+    bool stopped = false;
+    int32_t outcome = attach_in_time(wanted, glob, &stopped);
+    if (outcome == result::ok && !stopped)
+        outcome = take_snapshots(wanted, glob, handle);
+    const int32_t ended = clean_up(glob, clean_up_mode::at_end);
+    return outcome != result::ok ? outcome : ended;
 }
 
 int run(const settings &wanted) {
@@ -172,17 +211,16 @@ int run(const settings &wanted) {
     int32_t outcome = set_up_library(&glob);
     if (outcome != result::ok)
         return outcome;
-    FILE *const out = open_recording(wanted);
-    if (out == nullptr)
-        return complain(wanted.file + ": " + std::strerror(errno) +
-                        (errno == EEXIST ? "; -f overwrites it" : ""));
-    outcome = attach(&glob);
-    if (outcome == result::ok)
-        outcome = take_snapshots(wanted, &glob, out);
-    const int32_t ended = clean_up(&glob, clean_up_mode::at_end);
-    if (std::fclose(out) != 0 && outcome == result::ok)
-        outcome = complain(std::string("the recording can't be written: ") + std::strerror(errno));
-    return outcome != result::ok ? outcome : ended;
+    uint32_t handle = 0;
+    const int opened = open_recording(wanted, &handle);
+    if (opened != 0)
+        return complain(wanted.file + ": " + std::strerror(opened) +
+                        (opened == EEXIST ? "; -f overwrites it" : ""));
+    outcome = record(wanted, &glob, handle);
+    const int closed = close_file(handle);
+    if (closed == 0 || outcome != result::ok)
+        return outcome;
+    return complain(std::string("the recording can't be written: ") + std::strerror(closed));
 }
 
 }  // namespace

@@ -1,15 +1,19 @@
 #include "tools/replay/library.h"
 
+#include <algorithm>
 #include <ctime>
 #include <dlfcn.h>
-#include <string_view>
+#include <new>
 #include <utility>
 
 #include "daemon/clock.h"
 #include "govern/dbm.h"
 #include "govern/snapshot_records.h"
+#include "govern/sql_codes.h"
+#include "log/system_log.h"
 
-namespace ravelo::replay {
+namespace ravelo {
+namespace replay {
 namespace {
 
 // There is one replay at a time: the library's operations have no argument that tells it.
@@ -27,6 +31,31 @@ Operation *next_of(Operation * /*ours*/, const char *name) {
     return reinterpret_cast<Operation *>(dlsym(RTLD_NEXT, name));
 }
 
+enum class use : uint8_t { yes, no, end };
+
+// What is to be done with a snapshot of that time.
+use use_of(uint32_t time) {
+    if (!state.started)
+        return use::yes;
+    if (time < state.time)
+        return use::end;  // it begins anew, or the clock was set back: nothing to go by
+    return time - state.time < state.interval ? use::no : use::yes;
+}
+
+// Lets the listener know of a message. Without memory it goes uncounted.
+void note(short count, long number, const message_token *first) noexcept {
+    try {
+        std::vector<std::string> tokens;
+        tokens.reserve(static_cast<size_t>(std::max<short>(count, 0)));
+        for (int i = 0; i < count; ++i)  // each lies below the one before it
+            tokens.emplace_back((first - i)->text, (first - i)->length);
+        if (state.listener)
+            state.listener(number, tokens);
+    } catch (const std::bad_alloc &) {
+        return;
+    }
+}
+
 }  // namespace
 
 void begin(uint32_t start, uint32_t interval, packed_message listener) {
@@ -37,66 +66,50 @@ bool at_end() {
     return state.ended;
 }
 
-}  // namespace ravelo::replay
-
-namespace ravelo {
+}  // namespace replay
 
 int current_time(time_t *seconds) {
     *seconds = static_cast<time_t>(replay::state.time);
     return 0;
 }
 
-}  // namespace ravelo
+// A replay is nothing that the machine's own log should tell of.
+void write_system_log(const char * /*text*/) {}
 
-using ravelo::replay::next_of;
-using ravelo::replay::state;
+}  // namespace ravelo
 
 extern "C" {
 
 int dbm_snapshot(int version, void *unused, const snapshot_request *request, uint32_t size,
                  void *buffer, snapshot_summary *summary, sqlca *ca) {
-    static auto *const next = next_of(&dbm_snapshot, "dbm_snapshot");
-    constexpr int too_small = 1606;
+    using namespace ravelo;
+    using replay::state;
+    static auto *const next = replay::next_of(&dbm_snapshot, "dbm_snapshot");
     for (;;) {
         const int code = next(version, unused, request, size, buffer, summary, ca);
-        if (code != 0 || ca->sqlcode != 0) {
-            state.ended = code != 0 || ca->sqlcode != too_small;
+        if (code != 0 || ca->sqlcode != sql_code::ok) {
+            state.ended = code != 0 || ca->sqlcode != sql_code::buffer_too_small;
             return code;
         }
-        const uint32_t time = summary->snap_time;
-        if (state.started && time < state.time) {
-            state.ended = true;  // it begins anew, or the clock was set back: nothing to go by
-            ca->sqlcode = 1611;
-            return 0;
+        switch (replay::use_of(summary->snap_time)) {
+            case replay::use::no:
+                continue;
+            case replay::use::end:
+                state.ended = true;
+                ca->sqlcode = sql_code::no_data;
+                return 0;
+            case replay::use::yes:
+                state.started = true;
+                state.time = summary->snap_time;
+                return 0;
         }
-        if (state.started && time - state.time < state.interval)
-            continue;
-        state.started = true;
-        state.time = time;
-        return 0;
     }
 }
 
-// Answers in place of a snapshot as long as there is nothing to report.
-int dbm_snapshot_size(int version, void *unused, const snapshot_request *request, uint32_t *size,
-                      sqlca *ca) {
-    static auto *const next = next_of(&dbm_snapshot_size, "dbm_snapshot_size");
-    const int code = next(version, unused, request, size, ca);
-    state.ended = code != 0 || ca->sqlcode != 0;
-    return code;
-}
-
 int dbm_prepare_sqlca(sqlca *ca, short count, long number, const message_token *first) {
-    static auto *const next = next_of(&dbm_prepare_sqlca, "dbm_prepare_sqlca");
-    std::vector<std::string> tokens;
-    for (int i = 0; i < count; ++i)
-        tokens.emplace_back((first - i)->text, (first - i)->length);
-    if (state.listener)
-        state.listener(number, tokens);
+    static auto *const next = ravelo::replay::next_of(&dbm_prepare_sqlca, "dbm_prepare_sqlca");
+    ravelo::replay::note(count, number, first);
     return next(ca, count, number, first);
 }
-
-// A replay is nothing that the machine's own log should tell of.
-void syslog(int /*priority*/, const char * /*format*/, ...) {}
 
 }  // extern "C"

@@ -14,7 +14,7 @@ namespace ravelo::replay {
 using packed_message = std::function<void(long number, const std::vector<std::string> &tokens)>;
 
 // Begins a replay: the clock stands at start, and snapshots less than interval seconds after the
-// one before are passed over.
+// one used before them are passed over.
 void begin(uint32_t start, uint32_t interval, packed_message listener);
 
 // Whether the recording has no further snapshot, or has begun anew.

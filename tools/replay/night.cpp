@@ -1,6 +1,8 @@
 #include "tools/replay/night.h"
 
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 
 #include "config/read_config.h"
 #include "config/rules.h"
@@ -9,37 +11,25 @@
 #include "daemon/main_loop.h"
 #include "daemon/memory.h"
 #include "daemon/result.h"
+#include "govern/get_snapshot.h"
 #include "govern/govern.h"
 #include "log/report.h"
 #include "log/text.h"
 #include "tools/replay/library.h"
+#include "tools/replay/rule_texts.h"
+#include "tools/replay/temporary_instance.h"
 
 namespace ravelo::replay {
 namespace {
 
-void append_names(std::string &text, const char *clause, const id_node *list) {
-    for (const id_node *name = list; name != nullptr; name = name->next)
-        text += (name == list ? std::string(clause) : std::string(",")) + name->name;
-    text += list != nullptr ? " " : "";
-}
-
-// A rule in few words: its description, or else whom it is about.
-std::string describe(const config_restrict &rule) {
-    if (rule.desc[0] != '\0')
-        return rule.desc;
-    std::string text;
-    append_names(text, "authid ", rule.authid_list);
-    append_names(text, "applname ", rule.applname_list);
-    return text.empty() ? "all applications" : text;
-}
+constexpr uint32_t usual_snapshot = 65536;  // bytes
 
 // Reads the rules as validate does: what is wrong with them is said on standard error.
 int32_t read_rules(glob_struct *glob, summary &counts) {
     glob->validate_mode = 1;
     const int32_t outcome = read_config(glob);
     glob->validate_mode = 0;
-    for (const config_restrict *rule = glob->rules_head; rule != nullptr; rule = rule->next)
-        counts.rules.push_back({rule->line, describe(*rule)});
+    counts.rules = rule_texts(glob->rules_head);
     return outcome;
 }
 
@@ -50,7 +40,7 @@ int32_t govern_passes(glob_struct *glob, summary &counts) {
     if (outcome == result::ok)
         outcome = report_event(glob, record_type::readcfg, message::config_read,
                                {text_of(glob->cfg_file_name)});
-    while (outcome == result::ok && !at_end()) {
+    while (outcome == result::ok && !at_end() && !is_interrupted()) {
         outcome = govern(glob);
         counts.snapshots += at_end() ? 0 : 1;
     }
@@ -69,6 +59,7 @@ int32_t run(night &wanted, glob_struct *glob) {
     int32_t outcome = read_rules(glob, wanted.counts);
     if (outcome != result::ok)
         return outcome;
+    skip_size_estimate(glob, usual_snapshot);
     begin(wanted.start, wanted.every ? 0 : glob->interval,
           [&wanted](long number, const auto &tokens) {
               count_message(wanted.counts, number, tokens);
@@ -81,6 +72,8 @@ int32_t run(night &wanted, glob_struct *glob) {
 
 int32_t govern_night(night &wanted) {
     static glob_struct glob;
+    std::error_code no_log;
+    const auto old_size = std::filesystem::file_size(wanted.log, no_log);
     if (!prepare(wanted, &glob)) {
         frame_on_stderr("a name is too long, or there is no memory");
         return result::usage;
@@ -90,6 +83,8 @@ int32_t govern_night(night &wanted) {
         outcome = run(wanted, &glob);
     outcome = shut_down(&glob, outcome, true);
     std::ifstream log(wanted.log, std::ios::binary);
+    if (!no_log)
+        log.seekg(static_cast<std::streamoff>(old_size));  // what it held is not of this night
     for (std::string line; std::getline(log, line);)
         count_line(wanted.counts, line);
     return outcome;

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "daemon/files.h"
-#include "dbm/embedded/recording.h"
 #include "tools/replay/night.h"
+#include "tools/replay/recording_check.h"
 #include "tools/replay/temporary_instance.h"
 
 namespace ravelo::replay {
@@ -61,22 +61,6 @@ bool read_command_line(int count, char **words, settings *wanted) {
     return wanted->database.size() <= 8 && !wanted->database.empty();
 }
 
-// The time of the recording's first snapshot; false after saying why there is none.
-bool find_start(const settings &wanted, uint32_t *start) {
-    dbm::embedded::recording tape;
-    dbm::outcome answer = dbm::embedded::open_recording(tape, wanted.recording, wanted.database);
-    if (answer.sqlcode == 0)
-        answer = dbm::embedded::load_snapshot(tape, wanted.database);
-    *start = tape.snapshot.time;
-    if (answer.sqlcode == 0)
-        return true;
-    std::string why = "the recording can't be played (" + std::to_string(answer.sqlcode) + "):";
-    for (const std::string &token : answer.tokens)
-        why += " " + token;
-    (void)complain(why);
-    return false;
-}
-
 // Copies a file to standard output.
 void show_file(const std::string &path) {
     FILE *const file = std::fopen(path.c_str(), "rbe");
@@ -90,8 +74,9 @@ void show_file(const std::string &path) {
 
 int run(const settings &wanted) {
     uint32_t start = 0;
-    if (!find_start(wanted, &start))
-        return 1;
+    const std::string problem = check_recording(wanted.recording, &start);
+    if (!problem.empty())
+        return complain(problem);
     const temporary_instance instance(wanted.recording, wanted.database);
     if (!instance.is_ready())
         return complain("no folder for temporary files could be made");
@@ -107,7 +92,7 @@ int run(const settings &wanted) {
         const int32_t outcome = govern_night(each);
         if (wanted.log.empty() && !wanted.quiet)
             show_file(each.log);
-        if (outcome != 0)
+        if (outcome != 0 || is_interrupted())
             return outcome;
         print_summary(stdout, each.counts);
     }

@@ -1,8 +1,8 @@
 #include "tools/replay/summary.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "dbm/fields.h"
 #include "log/messages.h"
 
 namespace ravelo::replay {
@@ -28,25 +28,26 @@ std::string text_at(std::string_view line, column where) {
     return std::string(text.substr(std::min(text.find_first_not_of(' '), text.size())));
 }
 
-int64_t number_at(std::string_view line, column where) {
-    const std::string text = text_at(line, where);
-    int64_t value = 0;
-    (void)std::from_chars(text.data(), text.data() + text.size(), value);  // else it stays 0
-    return value;
+// The number that a text is; 0 when it is none.
+template <class Number>
+Number number_of(std::string_view text) {
+    Number value = 0;
+    return dbm::parse_number(text, value) ? value : 0;
 }
 
-void count_action(summary &counts, uint32_t actions::*kind, const std::vector<std::string> &tokens,
-                  const std::string &line) {
-    int32_t number = 0;
-    (void)std::from_chars(line.data(), line.data() + line.size(), number);  // else it stays 0
-    for (actions *each :
-         {&counts.by_rule[number], &counts.by_application[{tokens[0], tokens[1]}]}) {
-        ++(each->*kind);
-        each->agents.insert(tokens[2]);
-    }
+// A line of a table: the deeds by their kind, and what they were done to.
+struct tally {
+    std::array<uint32_t, action_kinds> times{};
+    std::set<std::string> connections{};
+    int64_t cpu = 0;  // seconds
+};
+
+void add_to(tally &sum, const deed &each, const deed_done &done) {
+    sum.times[static_cast<size_t>(each.kind)] += done.times;
+    sum.connections.insert(each.application_id);
 }
 
-// Text for a terminal or a file: control characters are blanked.
+// The beginning of a text, for a terminal or a file: control characters are blanked.
 std::string shown(std::string_view text, size_t width) {
     std::string result(text.substr(0, width));
     for (char &c : result)
@@ -54,85 +55,129 @@ std::string shown(std::string_view text, size_t width) {
     return result;
 }
 
-bool is_equal(const actions &one, const actions &other) {
-    return one.forced == other.forced && one.prioritised == other.prioritised &&
-           one.scheduled == other.scheduled && one.cpu == other.cpu;
+void print_tally(FILE *out, const tally &sum) {
+    for (const uint32_t times : sum.times)
+        (void)std::fprintf(out, " %8u", times);
+    (void)std::fprintf(out, " %8zu", sum.connections.size());
 }
 
-template <class Number>
-std::string change(Number before, Number after) {
-    return before == after ? std::to_string(before)
-                           : std::to_string(before) + " > " + std::to_string(after);
+void print_rules(FILE *out, const summary &counts, bool only_acting) {
+    std::map<int32_t, tally> by_line;
+    for (const auto &[key, done] : counts.deeds)
+        add_to(by_line[done.line], key.first, done);
+    (void)std::fprintf(out, "\n%-6s %-44s %8s %8s %8s %8s\n", "line", "rule", "forced", "reprio.",
+                       "sched.", "connect.");
+    for (const rule_text &rule : counts.rules) {
+        const tally &sum = by_line[rule.line];
+        if (only_acting && sum.connections.empty())
+            continue;
+        (void)std::fprintf(out, "%-6d %-44s", rule.line, shown(rule.text, 44).c_str());
+        print_tally(out, sum);
+        (void)std::fputs("\n", out);
+    }
+}
+
+void print_applications(FILE *out, const summary &counts) {
+    std::map<application, tally> by_application;
+    for (const auto &[key, done] : counts.deeds)
+        add_to(by_application[done.whom], key.first, done);
+    for (const auto &[who, used] : counts.cpu) {
+        tally &sum = by_application[who];
+        for (const auto &[connection, seconds] : used) {
+            sum.connections.insert(connection);
+            sum.cpu += seconds;
+        }
+    }
+    (void)std::fprintf(out, "\n%-20s %-20s %8s %8s %8s %8s %10s\n", "application", "authid",
+                       "forced", "reprio.", "sched.", "connect.", "CPU s");
+    for (const auto &[who, sum] : by_application) {
+        (void)std::fprintf(out, "%-20s %-20s", shown(who.first, 20).c_str(),
+                           shown(who.second, 20).c_str());
+        print_tally(out, sum);
+        (void)std::fprintf(out, " %10lld\n", static_cast<long long>(sum.cpu));
+    }
+}
+
+void count_deed(summary &counts, deed each, const std::vector<std::string> &tokens,
+                std::string_view line) {
+    const auto rule = number_of<int32_t>(line);
+    each.application_id = tokens[2];
+    deed_done &done = counts.deeds[{std::move(each), rule}];
+    done.line = rule;
+    done.whom = {tokens[0], tokens[1]};
+    ++done.times;
+}
+
+bool has_deed(const summary &counts, const deed &sought) {
+    const auto found = counts.deeds.lower_bound({sought, 0});  // lines begin with 1
+    return found != counts.deeds.end() && found->first.first == sought;
+}
+
+int64_t cpu_of(const summary &counts, const application &who, const std::string &connection) {
+    const auto found = counts.cpu.find(who);
+    if (found == counts.cpu.end())
+        return 0;
+    const auto used = found->second.find(connection);
+    return used != found->second.end() ? used->second : 0;
+}
+
+void print_only(FILE *out, const char *which, const summary &only) {
+    (void)std::fprintf(out, "\nOnly the %s rules:", which);
+    if (only.deeds.empty() && only.cpu.empty()) {
+        (void)std::fputs(" nothing\n", out);
+        return;
+    }
+    (void)std::fputs("\n", out);
+    print_rules(out, only, true);
+    print_applications(out, only);
 }
 
 }  // namespace
 
 void count_message(summary &counts, long number, const std::vector<std::string> &tokens) {
     if (number == static_cast<long>(message::forced) && tokens.size() >= 5)
-        count_action(counts, &actions::forced, tokens, tokens[4]);
+        count_deed(counts, {.kind = action_kind::force}, tokens, tokens[4]);
     else if (number == static_cast<long>(message::priority_set) && tokens.size() >= 5)
-        count_action(counts, &actions::prioritised, tokens, tokens[4]);
+        count_deed(counts,
+                   {.kind = action_kind::priority, .priority = number_of<int32_t>(tokens[3])},
+                   tokens, tokens[4]);
     else if (number == static_cast<long>(message::scheduled) && tokens.size() >= 4)
-        count_action(counts, &actions::scheduled, tokens, tokens[3]);
+        count_deed(counts, {.kind = action_kind::schedule}, tokens, tokens[3]);
 }
 
 void count_line(summary &counts, std::string_view line) {
     if (line.size() < system_column.begin + system_column.width ||
         line.substr(type_column, account_type.size()) != account_type)
         return;
-    actions &who =
-        counts.by_application[{text_at(line, applname_column), text_at(line, authid_column)}];
-    who.cpu += number_at(line, user_column) + number_at(line, system_column);
-    who.agents.insert(text_at(line, appl_id_column));
+    counts.cpu[{text_at(line, applname_column), text_at(line, authid_column)}]
+              [text_at(line, appl_id_column)] += number_of<int64_t>(text_at(line, user_column)) +
+                                                 number_of<int64_t>(text_at(line, system_column));
+}
+
+summary left_over(const summary &counts, const summary &other) {
+    summary left{.rules = counts.rules};
+    for (const auto &[key, done] : counts.deeds)
+        if (!has_deed(other, key.first))
+            left.deeds.emplace(key, done);
+    for (const auto &[who, used] : counts.cpu) {
+        for (const auto &[connection, seconds] : used) {
+            const int64_t more = seconds - cpu_of(other, who, connection);
+            if (more > 0)
+                left.cpu[who][connection] = more;
+        }
+    }
+    return left;
 }
 
 void print_summary(FILE *out, const summary &counts) {
-    (void)std::fprintf(out, "\n%u snapshots governed\n\n%-6s %-44s %8s %8s %8s %8s\n",
-                       counts.snapshots, "line", "rule", "forced", "reprio.", "sched.", "agents");
-    for (const rule_text &rule : counts.rules) {
-        const auto found = counts.by_rule.find(rule.line);
-        const actions none;
-        const actions &did = found != counts.by_rule.end() ? found->second : none;
-        (void)std::fprintf(out, "%-6d %-44s %8u %8u %8u %8zu\n", rule.line,
-                           shown(rule.text, 44).c_str(), did.forced, did.prioritised, did.scheduled,
-                           did.agents.size());
-    }
-    (void)std::fprintf(out, "\n%-20s %-20s %8s %8s %8s %8s %10s\n", "application", "authid",
-                       "forced", "reprio.", "sched.", "agents", "CPU s");
-    for (const auto &[who, did] : counts.by_application)
-        (void)std::fprintf(out, "%-20s %-20s %8u %8u %8u %8zu %10lld\n",
-                           shown(who.first, 20).c_str(), shown(who.second, 20).c_str(), did.forced,
-                           did.prioritised, did.scheduled, did.agents.size(),
-                           static_cast<long long>(did.cpu));
+    (void)std::fprintf(out, "\n%u snapshots governed\n", counts.snapshots);
+    print_rules(out, counts, false);
+    print_applications(out, counts);
 }
 
 void print_difference(FILE *out, const summary &first, const summary &second) {
-    std::set<std::pair<std::string, std::string>> all;
-    for (const summary *each : {&first, &second})
-        for (const auto &[who, did] : each->by_application)
-            all.insert(who);
-    (void)std::fprintf(out,
-                       "\nWhat differs (first > second rules)\n%-20s %-20s %14s %14s %14s %16s\n",
-                       "application", "authid", "forced", "reprio.", "sched.", "CPU s");
-    const actions none;
-    size_t differing = 0;
-    for (const auto &who : all) {
-        const auto one = first.by_application.find(who);
-        const auto other = second.by_application.find(who);
-        const actions &before = one != first.by_application.end() ? one->second : none;
-        const actions &after = other != second.by_application.end() ? other->second : none;
-        if (is_equal(before, after))
-            continue;
-        ++differing;
-        (void)std::fprintf(out, "%-20s %-20s %14s %14s %14s %16s\n", shown(who.first, 20).c_str(),
-                           shown(who.second, 20).c_str(),
-                           change(before.forced, after.forced).c_str(),
-                           change(before.prioritised, after.prioritised).c_str(),
-                           change(before.scheduled, after.scheduled).c_str(),
-                           change(before.cpu, after.cpu).c_str());
-    }
-    if (differing == 0)
-        (void)std::fputs("nothing\n", out);
+    print_only(out, "first", left_over(first, second));
+    print_only(out, "second", left_over(second, first));
 }
 
 }  // namespace ravelo::replay

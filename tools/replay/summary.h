@@ -1,6 +1,9 @@
 // What a replay counts, by rule and by application.
 #pragma once
 
+#include <array>
+#include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -12,37 +15,53 @@
 
 namespace ravelo::replay {
 
-struct actions {
-    uint32_t forced = 0;
-    uint32_t prioritised = 0;
-    uint32_t scheduled = 0;
-    int64_t cpu = 0;               // accounted seconds; none without accounting
-    std::set<std::string> agents;  // application ids
+enum class action_kind : uint8_t { force, priority, schedule };
+constexpr size_t action_kinds = 3;
+
+// An action on one connection of an application. The same one taken again is the same deed.
+struct deed {
+    action_kind kind = action_kind::force;
+    int32_t priority = 0;  // of the action priority
+    std::string application_id{};
+    auto operator<=>(const deed &) const = default;
+};
+
+using application = std::pair<std::string, std::string>;  // its name and authorization id
+
+// Who did it to whom.
+struct deed_done {
+    int32_t line = 0;  // of the rule
+    application whom{};
+    uint32_t times = 0;
 };
 
 struct rule_text {
     int32_t line;
-    std::string text;  // its description, or what it selects and limits
+    std::string text;  // its description, or whom it is about and what it limits
 };
 
-// All of a night. Applications are known by name and authorization id.
+// All of a night.
 struct summary {
-    std::vector<rule_text> rules;
-    std::map<int32_t, actions> by_rule;
-    std::map<std::pair<std::string, std::string>, actions> by_application;
+    std::vector<rule_text> rules{};                               // in file order
+    std::map<std::pair<deed, int32_t>, deed_done> deeds{};        // by deed and line of the rule
+    std::map<application, std::map<std::string, int64_t>> cpu{};  // accounted, by application id
     uint32_t snapshots = 0;
 };
 
-// Counts a message that the core has packed, if it is one of an action.
+// Counts a message that the core has packed, if it is one of an action. May throw bad_alloc.
 void count_message(summary &counts, long number, const std::vector<std::string> &tokens);
 
-// Counts a line of the governor log, if it is an "ACCOUNT" record.
+// Counts a line of the governor log, if it is an "ACCOUNT" record. May throw bad_alloc.
 void count_line(summary &counts, std::string_view line);
 
-// Prints the counts as two tables.
+// What of counts the other one doesn't have: deeds that it never did, and the CPU time by which it
+// accounts less of a connection. May throw bad_alloc.
+[[nodiscard]] summary left_over(const summary &counts, const summary &other);
+
+// Prints the counts as two tables, of all rules and of every application that was met.
 void print_summary(FILE *out, const summary &counts);
 
-// Prints the applications that fare differently under the second rules.
+// Prints what only the first and only the second rules do.
 void print_difference(FILE *out, const summary &first, const summary &second);
 
 }  // namespace ravelo::replay

@@ -1,12 +1,23 @@
 #include "tools/replay/temporary_instance.h"
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
 namespace ravelo::replay {
+namespace {
+
+constexpr std::array<int, 4> ending_signals{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+
+}  // namespace
 
 temporary_instance::temporary_instance(const std::string &recording, const std::string &database) {
+    sigset_t held;
+    (void)sigemptyset(&held);
+    for (const int number : ending_signals)
+        (void)sigaddset(&held, number);
+    (void)sigprocmask(SIG_BLOCK, &held, &signals_before_);
     std::error_code failed;
     std::string name = std::filesystem::temp_directory_path(failed) / "ravelo-replay-XXXXXX";
     if (failed || mkdtemp(name.data()) == nullptr)
@@ -21,6 +32,16 @@ temporary_instance::~temporary_instance() {
     std::error_code ignored;
     if (!directory_.empty())
         std::filesystem::remove_all(directory_, ignored);
+    (void)sigprocmask(SIG_SETMASK, &signals_before_, nullptr);
+}
+
+bool is_interrupted() {
+    sigset_t waiting;
+    (void)sigpending(&waiting);
+    for (const int number : ending_signals)
+        if (sigismember(&waiting, number) == 1)
+            return true;
+    return false;
 }
 
 }  // namespace ravelo::replay

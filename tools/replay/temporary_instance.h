@@ -1,11 +1,13 @@
 // An instance directory whose only recording is the one to be replayed.
 #pragma once
 
+#include <csignal>
 #include <string>
 
 namespace ravelo::replay {
 
-// Made in the folder for temporary files, removed at the end.
+// Made in the folder for temporary files, removed at the end. Signals that would end the program
+// wait until then.
 class temporary_instance {
   public:
     temporary_instance(const std::string &recording, const std::string &database);
@@ -22,7 +24,11 @@ class temporary_instance {
 
   private:
     std::string directory_;
+    sigset_t signals_before_{};
     bool ready_ = false;
 };
+
+// Whether a signal waits that will end the program.
+[[nodiscard]] bool is_interrupted();
 
 }  // namespace ravelo::replay
