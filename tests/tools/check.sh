@@ -1,17 +1,20 @@
 #!/usr/bin/env bash
-# Runs the cases of a folder: each *.case is a shell script, whose output must be what the file
-# beside it says. check.sh <build folder> <cases>...
+# Runs cases: each *.case is a shell script, played in a folder of its own, whose output must be what
+# the file *.expected beside it says. check.sh <build folder> <cases>...
 set -euo pipefail
-here=$(cd "$(dirname "$0")/../.." && pwd)
+PAGES=$(cd "$(dirname "$0")/../../man" && pwd)
+EXAMPLES=$(cd "$(dirname "$0")/../../examples" && pwd)
 PATH=$(realpath "$1"):$PATH
 shift
-export PATH TZ=UTC LC_ALL=C EXAMPLES=$here/examples
+export PAGES EXAMPLES PATH TZ=UTC LC_ALL=C
 failed=0
 for name in "$@"; do
     work=$(mktemp -d)
-    export DBM_INSTANCE=$work
-    (cd "$work" && bash "$name" 2>&1) | diff -u "${name%.case}.expected" - > "$work.diff" ||
-        { failed=1; echo "$name"; cat "$work.diff"; }
-    rm -rf "$work" "$work.diff"
+    mkdir "$work/here" "$work/tmp"
+    (cd "$work/here" && DBM_INSTANCE=$PWD TMPDIR=$work/tmp timeout 60 bash "$name" 2>&1) > "$work/out" ||
+        echo "the case ended with status $?" >> "$work/out"
+    ls -A "$work/tmp" >> "$work/out" # nothing may be left behind
+    diff -u "${name%.case}.expected" "$work/out" || { failed=1; echo "differs: $name"; }
+    rm -rf "$work"
 done
 exit $failed
