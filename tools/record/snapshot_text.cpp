@@ -3,12 +3,17 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
-#include <utility>
 
 #include "dbm/fields.h"
 
 namespace ravelo::record {
 namespace {
+
+// Holds a copy: the records' fields need not be aligned.
+struct figure {
+    std::string_view name;
+    uint32_t value;
+};
 
 void append_figure(std::string &text, std::string_view name, uint32_t value) {
     if (value != 0)
@@ -28,7 +33,7 @@ void append_application(std::string &text, const appl_snapshot &record) {
     append_text(text, "applname", {record.applname, sizeof(record.applname)});
     append_text(text, "appl_id", {record.appl_id, sizeof(record.appl_id)});
     append_text(text, "authid", {record.authid, sizeof(record.authid)});
-    const std::pair<std::string_view, uint32_t> figures[] = {
+    const figure figures[] = {
         {"conn_time", record.conn_time},         {"idle_time", record.idle_time},
         {"locks_held", record.locks_held},       {"ref_agent_id", record.ref_agent_id},
         {"rows_selected", record.rows_selected}, {"rows_read", record.rows_read},
