@@ -23,6 +23,7 @@ struct deed {
     action_kind kind = action_kind::force;
     int32_t priority = 0;  // of the action priority
     std::string application_id{};
+    // NOLINTNEXTLINE(modernize-use-nullptr): the linter takes what is compared for a pointer
     auto operator<=>(const deed &) const = default;
 };
 
