@@ -15,7 +15,7 @@ namespace dbm {
 
 namespace {
 
-constexpr std::array<std::string_view, 2> file_names = {"ravelo.mo", "ozusql.mo"};
+constexpr std::array<std::string_view, 3> file_names = {"ravelo.mo", "ozusql.mo", "words.mo"};
 constexpr std::string_view default_language = "en";
 constexpr size_t most_languages = 16;
 

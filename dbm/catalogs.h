@@ -10,7 +10,9 @@
 
 namespace dbm {
 
-enum class catalog_name : uint8_t { daemon, manager };
+// The daemon's messages, the manager's, and the words for the codes in both. The words have no
+// English catalog: dbm/code_words.h is it.
+enum class catalog_name : uint8_t { daemon, manager, words };
 
 // Which catalog a file name means. False: none that the library knows.
 [[nodiscard]] bool catalog_of(std::string_view file_name, catalog_name &which);

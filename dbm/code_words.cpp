@@ -77,7 +77,7 @@ constexpr auto sqlcodes = std::to_array<known_sqlcode>({
     {sql::priorities_unkept, "priorities cannot be set: the file that keeps them is unusable"},
     {sql::database_unknown, "the database is unknown"},
     {sql::not_attached, "not attached to the instance"},
-    {sql::unreachable, "the database manager is not running"},
+    {sql::unreachable, "the database manager is not running or does not answer"},
     {sql::not_authorized, "the user may not govern the instance"},
     {sql::agent_gone, "the database manager or the agent is gone"},
     {sql::out_of_memory, "out of memory"},

@@ -1,4 +1,6 @@
 // Plain words for the numbers that messages show: system errors, the library's codes, SQL codes.
+// They are English; catalogs "words" in other languages have a text for each number without its
+// sign.
 #pragma once
 
 #include <string_view>

@@ -1,5 +1,6 @@
 #include "dbm/message_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -28,6 +29,24 @@ void add(text_writer &writer, std::string_view text) {
         const auto byte = static_cast<unsigned char>(c);
         writer.out[writer.used++] = byte < 0x20 || byte == 0x7F ? ' ' : c;
     }
+}
+
+// Bytes of the UTF-8 character that text begins with; 0: it begins with none that is whole.
+size_t character_length(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const size_t length = first < 0x80   ? 1
+                          : first < 0xC2 ? 0
+                          : first < 0xE0 ? 2
+                          : first < 0xF0 ? 3
+                          : first < 0xF5 ? 4
+                                         : 0;
+    if (length > text.size())
+        return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80)
+            return 0;
+    }
+    return length;
 }
 
 void add_number(text_writer &writer, int64_t number) {
@@ -59,8 +78,38 @@ size_t finish(text_writer &writer) {
     return writer.used;
 }
 
+// Adds a token. Names can hold any byte, and may have been cut: what is not UTF-8 is shown as \xHH.
+void add_token(text_writer &writer, std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = character_length(text);
+        if (length > 0) {
+            add(writer, text.substr(0, length));
+        } else {
+            constexpr std::string_view digits = "0123456789ABCDEF";
+            const auto byte = static_cast<unsigned char>(text.front());
+            const std::array<char, 4> shown = {'\\', 'x', digits[byte / 16], digits[byte % 16]};
+            add(writer, {shown.data(), shown.size()});
+        }
+        text.remove_prefix(std::max(length, size_t{1}));
+    }
+}
+
 std::string_view token(const message_view &message, size_t number) {
     return number >= 1 && number <= message.count ? message.tokens[number - 1] : std::string_view();
+}
+
+// The words for a code in the user's language; those given where no catalog has them.
+std::string_view translated(int number, std::string_view words) {
+    if (words.empty())
+        return {};
+    try {
+        const auto value = static_cast<uint32_t>(number);
+        const std::string_view text =
+            catalog_message(catalog_name::words, number < 0 ? 0 - value : value);
+        return text.empty() ? words : text;
+    } catch (...) {
+        return words;  // without memory for the catalogs
+    }
 }
 
 void add_error(text_writer &writer, std::string_view text) {
@@ -74,7 +123,7 @@ void add_error(text_writer &writer, std::string_view text) {
     add(writer, " (");
     add(writer, known.name);
     add(writer, known.name.empty() ? "" : ", ");
-    add(writer, known.words);
+    add(writer, translated(number, known.words));
     add(writer, ")");
 }
 
@@ -83,7 +132,7 @@ void add_sqlcode(text_writer &writer, std::string_view text) {
     int number = 0;
     if (!parse_number(text, number))
         return;
-    const std::string_view words = words_of_sqlcode(number);
+    const std::string_view words = translated(number, words_of_sqlcode(number));
     if (words.empty())
         return;
     add(writer, " (");
@@ -130,11 +179,11 @@ bool add_named(text_writer &writer, std::string_view name, const message_view &m
 // Puts in the placeholder at the start of text and returns its length; 0: it is none.
 size_t add_placeholder(text_writer &writer, std::string_view text, const message_view &message) {
     if (text.size() >= 3 && text[1] == '1' && (text[2] == '0' || text[2] == '1')) {
-        add(writer, token(message, text[2] == '0' ? 10 : 11));
+        add_token(writer, token(message, text[2] == '0' ? 10 : 11));
         return 3;
     }
     if (text.size() >= 2 && text[1] >= '1' && text[1] <= '9') {
-        add(writer, token(message, static_cast<size_t>(text[1] - '0')));
+        add_token(writer, token(message, static_cast<size_t>(text[1] - '0')));
         return 2;
     }
     const size_t end = text.find('}');
@@ -161,13 +210,26 @@ void add_catalog_text(text_writer &writer, std::string_view text, const message_
     }
 }
 
+// The part of a catalog text that fits the number of tokens: "A%{or N}B" is A with N tokens or more
+// and B with fewer.
+std::string_view fitting_part(std::string_view text, const message_view &message) {
+    constexpr std::string_view mark = "%{or ";
+    const size_t at = text.find(mark);
+    const size_t end = text.find('}', at);
+    size_t number = 0;
+    if (at == std::string_view::npos || end == std::string_view::npos ||
+        !parse_number(text.substr(at + mark.size(), end - at - mark.size()), number))
+        return text;
+    return message.count >= number ? text.substr(0, at) : text.substr(end + 1);
+}
+
 void add_bare_message(text_writer &writer, catalog_name which, int32_t number,
                       const message_view &message) {
     add(writer, which == catalog_name::daemon ? "Message " : "SQL code ");
     add_number(writer, number);
     for (size_t i = 0; i < message.count; ++i) {
         add(writer, i == 0 ? ": " : ", ");
-        add(writer, message.tokens[i]);
+        add_token(writer, message.tokens[i]);
     }
 }
 
@@ -196,7 +258,7 @@ size_t write_message(std::span<char> buffer, catalog_name which, const sqlca &ca
     if (text.empty()) {
         add_bare_message(writer, which, ca.sqlcode, message);
     } else {
-        add_catalog_text(writer, text, message);
+        add_catalog_text(writer, fitting_part(text, message), message);
     }
     return finish(writer);
 }

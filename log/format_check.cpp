@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "log/text.h"
+
 namespace ravelo {
 namespace {
 
@@ -38,6 +40,15 @@ bool step_conversion(std::string_view format, conversion kind, size_t &at) {
     return is_one_of(format[at++], text ? "s" : "di");
 }
 
+// Whether the field has the text of length bytes, or what fits of it in whole characters.
+bool formatted(std::span<char> field, int length) {
+    if (length < 0)
+        return false;
+    if (static_cast<size_t>(length) >= field.size())
+        drop_cut_character(field);
+    return true;
+}
+
 }  // namespace
 
 bool has_conversions(std::string_view format, conversion kind, size_t count) {
@@ -57,7 +68,7 @@ bool has_conversions(std::string_view format, conversion kind, size_t count) {
 }
 
 bool format_with_text(std::span<char> field, const char *format, const char *argument) {
-    return std::snprintf(field.data(), field.size(), format, argument) >= 0;
+    return formatted(field, std::snprintf(field.data(), field.size(), format, argument));
 }
 
 bool format_with_integers(std::span<char> field, const char *format,
@@ -71,7 +82,7 @@ bool format_with_integers(std::span<char> field, const char *format,
         length = std::snprintf(field.data(), field.size(), format, v[0], v[1], v[2], v[3], v[4],
                                v[5], v[6], v[7], v[8], v[9], v[10]);
     }
-    return length >= 0;
+    return formatted(field, length);
 }
 
 }  // namespace ravelo

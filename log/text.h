@@ -32,10 +32,32 @@ inline void cut_text(std::span<char> field, std::string_view text) {
     (void)copy_text(field, text);  // cutting is the point
 }
 
-// Appends text to a NUL-terminated field. Returns whether all of it fitted; what did is there.
+// Takes away a UTF-8 character at the end of a field's text whose last bytes were cut off. Only for
+// a text that was cut: any other ends as it was given.
+inline void drop_cut_character(std::span<char> field) {
+    constexpr size_t longest = 4;
+    const size_t used = strnlen(field.data(), field.size());
+    for (size_t back = 1; back < longest && back <= used; ++back) {
+        const auto byte = static_cast<unsigned char>(field[used - back]);
+        if (byte < 0x80)
+            return;
+        if (byte < 0xC0)
+            continue;
+        const size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
+        if (length > back)
+            field[used - back] = '\0';
+        return;
+    }
+}
+
+// Appends text to a NUL-terminated field. Returns whether all of it fitted; what did is there, in
+// whole characters.
 [[nodiscard]] inline bool append_text(std::span<char> field, std::string_view text) {
     const size_t used = strnlen(field.data(), field.size() - 1);
-    return copy_text(field.subspan(used), text);
+    const bool fitted = copy_text(field.subspan(used), text);
+    if (!fitted)
+        drop_cut_character(field.subspan(used));
+    return fitted;
 }
 
 // Of decimal and unsigned_decimal, which say what type a number has.

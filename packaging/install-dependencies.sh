@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(g++ cmake make gettext libpq-dev libarchive-dev)
 tests=(libgtest-dev libbenchmark-dev postgresql postgresql-server-dev-15 spin
-       dpkg-dev file systemd logrotate mandoc)
+       dpkg-dev file systemd logrotate mandoc python3)
 case "${1:-}" in
     tests) packages+=("${tests[@]}") ;;
     lint) packages+=("${tests[@]}" clang-format-14 clang-tidy-14) ;;

@@ -262,6 +262,40 @@ TEST(Messages, ComeInTheUsersLanguage) {
     EXPECT_EQ(catalogs.usage_error("de_DE.UTF-8"), "\nravelod: no SAMPLE on 7 %%n %s\n");
 }
 
+TEST(Messages, ComeInGermanWithoutAnInstalledLocale) {
+    const TempInstance instance;
+    instance.recording(
+        Recording().snapshot(100).app({.agent_id = 7, .applname = "m\xC3", .cpu = 9}));
+    instance.config("dbname sample; desc 'ä' setlimit cpu 5 action force;");
+    const Options german = {
+        .plain = false,
+        .env = {{"LANG", "de_DE.UTF-8"}, {"LC_ALL", ""}, {"LC_MESSAGES", ""}, {"LANGUAGE", ""}}};
+    Daemon daemon(instance, german);
+    EXPECT_TRUE(daemon.pass());
+    EXPECT_EQ(daemon.stop().status, 0);
+    const Lines forced = of_type(instance.log(), "FORCE");
+    ASSERT_EQ(forced.size(), 1U);
+    EXPECT_TRUE(holds(forced[0], "FORCE Anwendung m\\xC3 (")) << forced[0];
+    EXPECT_TRUE(holds(forced[0], "Grenze erreicht oder überschritten: CPU-Zeit 9 s.")) << forced[0];
+    const Outcome refused = instance.run({"validate", "sample", instance.path("none")}, german);
+    EXPECT_TRUE(holds(refused.err, "2 (ENOENT, Datei oder Verzeichnis fehlt)")) << refused.err;
+    EXPECT_TRUE(holds(instance.run({"stop", "sample", "0"}, german).err, "Kein Daemon überwacht"));
+}
+
+// Wherever a text is cut, no part of a character is left.
+TEST(Messages, AreCutBetweenCharacters) {
+    const TempInstance instance;
+    const OwnCatalogs catalogs(instance);
+    for (const std::string pad : {"", "x", "xx"}) {
+        std::string text = pad;
+        while (text.size() < 450)
+            text += "€";
+        catalogs.add("en", catalog("1005", text));
+        const size_t kept = pad.size() + (399 - pad.size()) / 3 * 3;
+        EXPECT_EQ(catalogs.usage_error("C"), "\nravelod: " + text.substr(0, kept) + "\n");
+    }
+}
+
 TEST(Messages, MalformedCatalogsAreNone) {
     const TempInstance instance;
     const OwnCatalogs catalogs(instance);

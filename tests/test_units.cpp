@@ -38,6 +38,11 @@ TEST(Text, IsCutNotOverrun) {
     EXPECT_TRUE(append_text(field, "ab"));
     EXPECT_FALSE(append_text(field, "cde"));
     EXPECT_STREQ(field, "abcd");
+    EXPECT_TRUE(copy_text(field, "a"));
+    EXPECT_FALSE(append_text(field, "b€"));
+    EXPECT_STREQ(field, "ab");
+    EXPECT_TRUE(format_with_text(field, "%s", "a€€"));
+    EXPECT_STREQ(field, "a€");
     char number[12];
     EXPECT_EQ(decimal(number, INT32_MIN), "-2147483648");
     EXPECT_EQ(hash_bucket(1U << 11U), (1009U << 11U & 0xF800U) >> 11U);
