@@ -15,7 +15,11 @@ std::string short_text(const record &read) {
         return text + ": " + std::string(read.reason);
     }
     const std::string text(read.text);
-    return read.location ? "(" + std::to_string(*read.location) + ") " + text : text;
+    if (!read.location)
+        return text;
+    std::string placed = "(";
+    placed += std::to_string(*read.location);
+    return placed += ") " + text;
 }
 
 void put(const std::string &text) {
