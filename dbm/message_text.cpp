@@ -1,6 +1,5 @@
 #include "dbm/message_text.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -29,24 +28,6 @@ void add(text_writer &writer, std::string_view text) {
         const auto byte = static_cast<unsigned char>(c);
         writer.out[writer.used++] = byte < 0x20 || byte == 0x7F ? ' ' : c;
     }
-}
-
-// Bytes of the UTF-8 character that text begins with; 0: it begins with none that is whole.
-size_t character_length(std::string_view text) {
-    const auto first = static_cast<unsigned char>(text.front());
-    const size_t length = first < 0x80   ? 1
-                          : first < 0xC2 ? 0
-                          : first < 0xE0 ? 2
-                          : first < 0xF0 ? 3
-                          : first < 0xF5 ? 4
-                                         : 0;
-    if (length > text.size())
-        return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80)
-            return 0;
-    }
-    return length;
 }
 
 void add_number(text_writer &writer, int64_t number) {
@@ -78,20 +59,17 @@ size_t finish(text_writer &writer) {
     return writer.used;
 }
 
-// Adds a token. Names can hold any byte, and may have been cut: what is not UTF-8 is shown as \xHH.
+// Adds a token as it is. But a lone byte beyond ASCII, a character that a message is about, would
+// be half a character of UTF-8: it is shown as \xHH.
 void add_token(text_writer &writer, std::string_view text) {
-    while (!text.empty()) {
-        const size_t length = character_length(text);
-        if (length > 0) {
-            add(writer, text.substr(0, length));
-        } else {
-            constexpr std::string_view digits = "0123456789ABCDEF";
-            const auto byte = static_cast<unsigned char>(text.front());
-            const std::array<char, 4> shown = {'\\', 'x', digits[byte / 16], digits[byte % 16]};
-            add(writer, {shown.data(), shown.size()});
-        }
-        text.remove_prefix(std::max(length, size_t{1}));
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(text.empty() ? '\0' : text.front());
+    if (text.size() != 1 || byte < 0x80) {
+        add(writer, text);
+        return;
     }
+    const std::array<char, 4> shown = {'\\', 'x', digits[byte / 16], digits[byte % 16]};
+    add(writer, {shown.data(), shown.size()});
 }
 
 std::string_view token(const message_view &message, size_t number) {

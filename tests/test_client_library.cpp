@@ -264,8 +264,7 @@ TEST(Messages, ComeInTheUsersLanguage) {
 
 TEST(Messages, ComeInGermanWithoutAnInstalledLocale) {
     const TempInstance instance;
-    instance.recording(
-        Recording().snapshot(100).app({.agent_id = 7, .applname = "m\xC3", .cpu = 9}));
+    instance.recording(Recording().snapshot(100).app({.agent_id = 7, .applname = "m", .cpu = 9}));
     instance.config("dbname sample; desc 'ä' setlimit cpu 5 action force;");
     const Options german = {
         .plain = false,
@@ -275,11 +274,13 @@ TEST(Messages, ComeInGermanWithoutAnInstalledLocale) {
     EXPECT_EQ(daemon.stop().status, 0);
     const Lines forced = of_type(instance.log(), "FORCE");
     ASSERT_EQ(forced.size(), 1U);
-    EXPECT_TRUE(holds(forced[0], "FORCE Anwendung m\\xC3 (")) << forced[0];
+    EXPECT_TRUE(holds(forced[0], "FORCE Anwendung m (")) << forced[0];
     EXPECT_TRUE(holds(forced[0], "Grenze erreicht oder überschritten: CPU-Zeit 9 s.")) << forced[0];
     const Outcome refused = instance.run({"validate", "sample", instance.path("none")}, german);
     EXPECT_TRUE(holds(refused.err, "2 (ENOENT, Datei oder Verzeichnis fehlt)")) << refused.err;
     EXPECT_TRUE(holds(instance.run({"stop", "sample", "0"}, german).err, "Kein Daemon überwacht"));
+    const std::string umlaut = instance.config("authid müller setlimit cpu 1;");
+    EXPECT_TRUE(holds(instance.run({"validate", "sample", umlaut}, german).err, "\"\\xC3\" ist"));
 }
 
 // Wherever a text is cut, no part of a character is left.
