@@ -15,12 +15,11 @@
 
 #include "access/parallel.h"
 #include "executor/executor.h"
-#include "executor/instrument.h"
 #include "fmgr.h"
 #include "funcapi.h"
 #include "miscadmin.h"
 #include "nodes/nodeFuncs.h"
-#include "storage/backendid.h"
+#include "server_versions.h"
 #include "storage/ipc.h"
 #include "storage/lwlock.h"
 #include "storage/shmem.h"
@@ -31,9 +30,10 @@
 
 PG_MODULE_MAGIC;
 
+// Newer servers declare it themselves. NOLINTNEXTLINE(readability-redundant-declaration)
 void _PG_init(void);
 
-// One for each backend id. The owner writes its counters without a lock, as only it does so and
+// One for each backend. The owner writes its counters without a lock, as only it does so and
 // readers take each 8-byte value as it is; `lock` guards the rest, touched once per process.
 typedef struct Slot {
     int pid;              // 0: free
@@ -41,9 +41,9 @@ typedef struct Slot {
     int leader_pid;       // who had that slot when the worker began
     double workers_read;  // rows read by parallel workers of this session that have ended
     volatile double plan_cost;
-    Instrumentation scans;
-    Instrumentation result;
-    Instrumentation scan_result;
+    Counter scans;
+    Counter result;
+    Counter scan_result;
 } Slot;
 
 // No two sessions write to one cache line.
@@ -61,7 +61,7 @@ static Slot *my_slot;
 // Where a top node counts whose rows nobody outside the server gets. It must count somewhere: a
 // node without an Instrumentation at its first row can't be given one later, and only at the run
 // is it known where the rows go.
-static Instrumentation unseen;
+static Counter unseen;
 
 static int executor_depth;
 static int procedure_depth;
@@ -73,11 +73,11 @@ static ExecutorRun_hook_type previous_run;
 static ExecutorFinish_hook_type previous_finish;
 static ProcessUtility_hook_type previous_utility;
 
-static double produced(const Instrumentation *counter) {
+static double produced(const Counter *counter) {
     return counter->ntuples + counter->tuplecount;
 }
 
-static double examined(const Instrumentation *counter) {
+static double examined(const Counter *counter) {
     return produced(counter) + counter->nfiltered1 + counter->nfiltered2;
 }
 
@@ -85,7 +85,7 @@ static double examined(const Instrumentation *counter) {
 // adds tuplecount to ntuples and then clears it: in between the rows stand there twice, which
 // could cost a session its life. The rows only grow, so of two samples that are further apart than
 // that moment the lower one is right.
-static double produced_elsewhere(const volatile Instrumentation *counter, bool running) {
+static double produced_elsewhere(const volatile Counter *counter, bool running) {
     double lowest = get_float8_infinity();
     int samples = running ? 2 : 1;
     for (int tries = 0; tries < 100 && samples > 0; tries++) {
@@ -105,8 +105,8 @@ static double produced_elsewhere(const volatile Instrumentation *counter, bool r
 
 static double read_elsewhere(const Slot *slot) {
     bool running = slot->plan_cost != 0;
-    const volatile Instrumentation *scans = &slot->scans;
-    const volatile Instrumentation *scan_result = &slot->scan_result;
+    const volatile Counter *scans = &slot->scans;
+    const volatile Counter *scan_result = &slot->scan_result;
     return produced_elsewhere(scans, running) + scans->nfiltered1 + scans->nfiltered2 +
            produced_elsewhere(scan_result, running) + scan_result->nfiltered1 +
            scan_result->nfiltered2;
@@ -124,17 +124,18 @@ static void release_slot(int code, Datum argument) {
     my_slot->pid = 0;
     LWLockRelease(lock);
     // my_slot stays: whatever still runs in this process counts in a slot that is ours until the
-    // backend id is given back, which happens after all such callbacks.
+    // backend's number is given back, which happens after all such callbacks.
 }
 
-// Takes this process's slot at its first statement. False: this process has no backend id.
+// Takes this process's slot at its first statement. False: this process is no backend.
 static bool take_slot(void) {
     if (my_slot != NULL)
         return true;
-    if (slots == NULL || MyBackendId < 1 || MyBackendId > MaxBackends)
+    int own = own_number();
+    if (slots == NULL || own < 0 || own >= MaxBackends)
         return false;
-    Slot *slot = &slots[MyBackendId - 1].slot;
-    int leader = IsParallelWorker() ? ParallelLeaderBackendId - 1 : -1;
+    Slot *slot = &slots[own].slot;
+    int leader = IsParallelWorker() ? leader_number() : -1;
     before_shmem_exit(release_slot, (Datum)0);
     LWLockAcquire(lock, LW_EXCLUSIVE);
     memset(slot, 0, sizeof *slot);
@@ -165,13 +166,13 @@ static bool reads_table(const PlanState *node) {
     }
 }
 
-static Instrumentation *counter_of_top(const PlanState *top, bool to_client) {
+static Counter *counter_of_top(const PlanState *top, bool to_client) {
     if (reads_table(top))
         return to_client ? &my_slot->scan_result : &my_slot->scans;
     return to_client ? &my_slot->result : &unseen;
 }
 
-static bool is_ours(const Instrumentation *counter) {
+static bool is_ours(const Counter *counter) {
     return counter == &my_slot->scans || counter == &my_slot->result ||
            counter == &my_slot->scan_result || counter == &unseen;
 }
@@ -280,15 +281,15 @@ static void end(const QueryDesc *query, const Run *run) {
         my_slot->plan_cost = 0;
 }
 
-static void run_plan(QueryDesc *query, ScanDirection direction, uint64 count, bool once) {
+static void run_plan(QueryDesc *query, ScanDirection direction, uint64 count ONCE_PARAMETER) {
     Run run;
     begin(query, &run);
     PG_TRY();
     {
         if (previous_run)
-            previous_run(query, direction, count, once);
+            previous_run(query, direction, count ONCE_ARGUMENT);
         else
-            standard_ExecutorRun(query, direction, count, once);
+            standard_ExecutorRun(query, direction, count ONCE_ARGUMENT);
     }
     PG_FINALLY();
     { end(query, &run); }
@@ -316,12 +317,15 @@ static void utility(PlannedStmt *statement, const char *text, bool read_only,
                     ProcessUtilityContext context, ParamListInfo parameters,
                     QueryEnvironment *environment, DestReceiver *receiver,
                     QueryCompletion *completion) {
-    ProcessUtility_hook_type next = previous_utility ? previous_utility : standard_ProcessUtility;
     int depth = procedure_depth;
     if (IsA(statement->utilityStmt, CallStmt) || IsA(statement->utilityStmt, DoStmt))
         procedure_depth++;
     PG_TRY();
-    { next(statement, text, read_only, context, parameters, environment, receiver, completion); }
+    {
+        ProcessUtility_hook_type next =
+            previous_utility ? previous_utility : standard_ProcessUtility;
+        next(statement, text, read_only, context, parameters, environment, receiver, completion);
+    }
     PG_FINALLY();
     { procedure_depth = depth; }
     PG_END_TRY();
