@@ -4,7 +4,9 @@
 set -euo pipefail
 
 examples=$(cd "$(dirname "$0")" && pwd)
-build=$(cd "${1:-build}" && pwd)
+# shellcheck source=SCRIPTDIR/programs.sh
+. "$examples/programs.sh"
+find_programs "$@"
 snapshots=$(grep -c '^snapshot' "$examples/orders/ORDERS.0.recording")
 seconds=${DEMO_SECONDS:-$((snapshots + 2))}
 
@@ -32,10 +34,10 @@ trap 'exit 130' INT TERM
 say() { printf '\n== %s\n' "$*"; }
 
 say 'The rules, as ravelod understands them (ravelod validate ORDERS rules.cfg):'
-"$build/ravelod" validate ORDERS "$work/rules.cfg"
+"$ravelod" validate ORDERS "$work/rules.cfg"
 
 say "Governing the recorded orders database, one snapshot a second, for $seconds seconds:"
-"$build/ravelod" start ORDERS 0 "$work/rules.cfg" "$log" &
+"$ravelod" start ORDERS 0 "$work/rules.cfg" "$log" &
 daemon=$!
 for _ in $(seq 100); do
     [ ! -e "$log" ] || break
@@ -49,12 +51,12 @@ for second in $(seq "$seconds"); do
     if [ "$second" -eq $((seconds * 2 / 3)) ]; then
         # Beside the old file, checked, then in its place: the daemon never reads half a file.
         cp "$examples/orders/day.cfg" "$work/rules.cfg.new"
-        "$build/ravelod" validate ORDERS "$work/rules.cfg.new" >/dev/null
+        "$ravelod" validate ORDERS "$work/rules.cfg.new" >/dev/null
         mv "$work/rules.cfg.new" "$work/rules.cfg"
     fi
 done
 
-"$build/ravelod" stop ORDERS 0
+"$ravelod" stop ORDERS 0
 status=0
 wait "$daemon" || status=$?
 daemon=
@@ -63,7 +65,11 @@ kill "$shower" && wait "$shower" 2>/dev/null || true
 shower=
 
 say "Stopped by request, exit status $status. What was done:"
-awk -f "$examples/summary.awk" "$log"
+for type in FORCE NICE SCHEDGRP; do
+    echo "$type: $(grep -c "^[^ ]* *0 $type " "$log" || true)"
+    [ -z "$ravelo_log" ] || "$ravelo_log" -t $type --width 0 "$log"
+done
+awk -f "$examples/account-by-application/sum.awk" "$log"
 say 'What the database manager was told (its journal):'
 cat "$DBM_INSTANCE/tmp/ORDERS.0.journal"
 exit "$status"

@@ -10,7 +10,9 @@ if [ $# -lt 1 ] || [ ! -r "$examples/$1/rules.cfg" ]; then
     exit 2
 fi
 example=$examples/$1
-build=$(cd "${2:-build}" && pwd)
+# shellcheck source=SCRIPTDIR/programs.sh
+. "$examples/programs.sh"
+find_programs "${@:2}"
 
 work=$(mktemp -d)
 daemon=
@@ -27,11 +29,11 @@ cp "$example/ORDERS.0.recording" "$work/"
 # As it stands, but for the interval: nobody wants to wait for minutes.
 sed 's/^interval *[0-9]*;/interval 1;/' "$example/rules.cfg" >"$work/rules.cfg"
 
-"$build/ravelod" start orders 0 "$work/rules.cfg" "$work/log" &
+"$ravelod" start orders 0 "$work/rules.cfg" "$work/log" &
 daemon=$!
 echo "Governing $1 for $(grep -c '^snapshot' "$example/ORDERS.0.recording") seconds ..."
 sleep "$(($(grep -c '^snapshot' "$example/ORDERS.0.recording") - 1)).5" # it ends before it wakes up once more
-"$build/ravelod" stop orders 0
+"$ravelod" stop orders 0
 status=0
 wait "$daemon" || status=$?
 daemon=

@@ -3,7 +3,7 @@
 # so that a start is not refused. The file of a daemon that lives is locked and stays.
 set -eu
 
-database=$(printf %s "$1" | LC_ALL=C tr a-z A-Z)
+database=$(printf %s "$1" | LC_ALL=C tr '[:lower:]' '[:upper:]')
 folder=${DBM_INSTANCE:-/var/lib/ravelo}/tmp
 file=$folder/$database.$2.GDA
 
