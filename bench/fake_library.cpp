@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "govern/dbm.h"
-#include "govern/snapshot_records.h"
-#include "govern/sql_codes.h"
+#include "govern/interface/dbm.h"
+#include "govern/interface/snapshot_records.h"
+#include "govern/interface/sql_codes.h"
 
 namespace ravelo::bench {
 namespace {
@@ -78,8 +78,8 @@ uint64_t priorities_asked() {
 extern "C" {
 
 int dbm_monitor_switches(int, void *, switch_group *groups, sqlca *ca) {
-    for (int i = 0; i < 7; ++i)
-        groups[i].output_state = 1;
+    for (int i = 0; i < dbm_switch_groups; ++i)
+        groups[i].output_state = dbm_switch_on;
     return succeed(ca);
 }
 
@@ -92,7 +92,7 @@ int dbm_snapshot_size(int, void *, const snapshot_request *, uint32_t *size, sql
 int dbm_snapshot(int, void *, const snapshot_request *, uint32_t buffer_size, void *out,
                  snapshot_summary *summary, sqlca *ca) {
     if (buffer.size() > buffer_size) {
-        ca->sqlcode = sql_code::buffer_too_small;
+        ca->sqlcode = dbm_sql_buffer_too_small;
         return 0;
     }
     if (out != filled)

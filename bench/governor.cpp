@@ -8,10 +8,10 @@
 #include <unistd.h>
 
 #include "config/read_config.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/text.h"
 #include "daemon/clean_up.h"
-#include "daemon/memory.h"
 #include "govern/govern.h"
-#include "log/text.h"
 
 namespace ravelo::bench {
 namespace {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo::bench {
 

@@ -4,20 +4,23 @@
 //
 //     ravelo_soak [passes]
 #include <cinttypes>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
 
 #include "bench/fake_library.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/text.h"
 #include "daemon/clean_up.h"
 #include "daemon/main_loop.h"
-#include "daemon/memory.h"
 #include "daemon/stop_signal.h"
-#include "log/text.h"
 
 namespace ravelo::bench {
 namespace {

@@ -1,7 +1,7 @@
 #include "config/clause_reading.h"
 
-#include "daemon/result.h"
-#include "log/text.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 
 namespace ravelo {
 

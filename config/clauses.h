@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "config/rules.h"
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 

@@ -1,44 +1,25 @@
 // The limits of a rule and its action.
-#include <array>
 
 #include "config/clause_reading.h"
 #include "config/clauses.h"
 #include "config/keyword.h"
-#include "daemon/result.h"
+#include "config/limits.h"
+#include "daemon/base/result.h"
 
 namespace ravelo {
 namespace {
 
-struct limit {
-    std::string_view keyword;
-    std::string_view name;  // as messages name it
-    int32_t config_restrict::*field;
-    location refused;
-    uint32_t glob_struct::*needs;  // flag of the monitor data the limit needs; null none
-};
-
-constexpr std::array<limit, 6> limits{{
-    {"CPU", "cpu", &config_restrict::cpu_limit, location::limit_cpu, nullptr},
-    {"LOCKS", "locks", &config_restrict::locks_limit, location::limit_locks, nullptr},
-    {"ROWSSEL", "rowssel", &config_restrict::rowssel_limit, location::limit_rowssel, nullptr},
-    {"ROWSREAD", "rowsread", &config_restrict::rowsread_limit, location::limit_rowsread, nullptr},
-    {"IDLE", "idle", &config_restrict::idle_limit, location::limit_idle,
-     &glob_struct::stmt_info_used},
-    {"UOWTIME", "uowtime", &config_restrict::uowtime_limit, location::limit_uowtime,
-     &glob_struct::uow_limit_used},
-}};
-
 // The limit that a keyword names, unless the rule has it already; null for none.
-const limit *find_limit(const config_restrict *rule, std::string_view keyword) {
-    for (const limit &candidate : limits)
+const limit_row *find_limit(const config_restrict *rule, std::string_view keyword) {
+    for (const limit_row &candidate : limits)
         if (candidate.keyword == keyword)
             return rule->*candidate.field == 0 ? &candidate : nullptr;
     return nullptr;
 }
 
-int32_t read_limit(glob_struct *glob, config_restrict *rule, const limit &named) {
-    if (named.needs != nullptr)
-        glob->*named.needs = 1;
+int32_t read_limit(glob_struct *glob, config_restrict *rule, const limit_row &named) {
+    if (named.monitored != nullptr)
+        glob->*named.monitored = 1;
     char token[token_size];
     const int32_t got = get_clause_token(glob, token, location::limit_end_of_file);
     if (got != result::ok)
@@ -61,7 +42,7 @@ int32_t read_upper(glob_struct *glob, char (&token)[token_size]) {
 int32_t read_limits(glob_struct *glob, config_restrict *rule, char (&token)[token_size]) {
     int32_t read = read_upper(glob, token);
     while (read == result::ok) {
-        const limit *const named = find_limit(rule, token);
+        const limit_row *const named = find_limit(rule, token);
         if (named == nullptr)
             return refuse_word(glob, location::limit_unknown, message::keyword_unknown, token,
                                "setlimit");
@@ -75,13 +56,12 @@ int32_t read_limits(glob_struct *glob, config_restrict *rule, char (&token)[toke
 }
 
 int32_t read_priority(glob_struct *glob, config_restrict *rule) {
-    constexpr int32_t highest = 20;
     char token[token_size];
     const int32_t got = get_clause_token(glob, token, location::limit_end_of_file);
     if (got != result::ok)
         return got;
     const int32_t priority = number_of(token);
-    if (priority < -highest || priority > highest)
+    if (priority < dbm_best_priority || priority > dbm_worst_priority)
         return refuse_value(glob, location::action_priority, message::value_refused, "priority",
                             token);
     rule->priority = priority;

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "daemon/result.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {

@@ -3,13 +3,13 @@
 #include <cstdlib>
 #include <limits>
 
-#include "govern/dbm.h"
-#include "log/text.h"
+#include "daemon/base/text.h"
+#include "govern/interface/dbm.h"
 
 namespace ravelo {
 
 void upper_case(char (&token)[token_size]) {
-    dbm_to_upper(static_cast<int>(text_of(token).size()), 0, token);
+    dbm_to_upper(static_cast<int>(text_of(token).size()), dbm_to_upper_mode, token);
 }
 
 int32_t number_of(const char *token) {

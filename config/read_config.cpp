@@ -6,10 +6,10 @@
 #include "config/keyword.h"
 #include "config/rule_index.h"
 #include "config/rules.h"
-#include "daemon/files.h"
-#include "daemon/result.h"
+#include "daemon/base/files.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
@@ -163,11 +163,9 @@ int32_t read_statements(glob_struct *glob) {
     }
 }
 
-// Takes the status of the file that was read.
-int32_t take_status(glob_struct *glob) {
-    int code = stream_handle(glob->cfg_stream, &glob->cfg_handle);
-    if (code == 0)
-        code = file_status(glob->cfg_handle, &glob->cfg_stats);
+// Keeps the status of the file that was read.
+int32_t keep_status(glob_struct *glob) {
+    const int code = read_config_status(glob);
     if (code == 0)
         return result::ok;
     report_error(glob, location::config_status, message::config_status_failed,
@@ -188,6 +186,11 @@ void start_read(glob_struct *glob) {
 
 }  // namespace
 
+int read_config_status(glob_struct *glob) {
+    const int code = stream_handle(glob->cfg_stream, &glob->cfg_handle);
+    return code == 0 ? file_status(glob->cfg_handle, &glob->cfg_stats) : code;
+}
+
 int32_t read_config(glob_struct *glob) {
     start_read(glob);
     const int open_code = open_stream(glob->cfg_file_name, &glob->cfg_stream);
@@ -200,7 +203,7 @@ int32_t read_config(glob_struct *glob) {
     if (outcome == result::end_of_file)
         outcome = fail_content(glob, location::config_end_of_file, message::unexpected_end);
     if (outcome == result::ok)
-        outcome = take_status(glob);
+        outcome = keep_status(glob);
     const int close_code = close_stream(glob->cfg_stream);
     glob->cfg_stream = nullptr;
     if (close_code != 0) {

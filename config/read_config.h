@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 
@@ -19,5 +19,9 @@ constexpr uint32_t default_interval = 120;  // seconds
 //   -7  an error in the file's content
 // After a failure the rules read so far stay in the list, for release_rules.
 [[nodiscard]] int32_t read_config(glob_struct *glob);
+
+// Reads the status of the open file cfg_stream into cfg_stats. Results: 0, or the system's error
+// code, not reported.
+[[nodiscard]] int read_config_status(glob_struct *glob);
 
 }  // namespace ravelo

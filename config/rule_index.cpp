@@ -2,12 +2,11 @@
 
 #include <cstring>
 
-#include "daemon/memory.h"
+#include "daemon/base/memory.h"
 
 namespace ravelo {
 namespace {
 
-constexpr size_t fewest_names = 16;  // fewer are gone through as fast as they are looked up
 constexpr int32_t no_time_of_day = -1;
 
 uint32_t hash_of(const char (&name)[sizeof(id_node::name)]) {
@@ -60,23 +59,46 @@ int add_list(lookup_index<listed_name> &index, const id_node *list, uint32_t num
     return code;
 }
 
+// Adds a rule's limit to the thresholds. Rules come in any order.
+void add_limit(limit_thresholds &thresholds, uint32_t limit, uint64_t rule) {
+    uint32_t at = thresholds.count;
+    while (at > 0 && thresholds.limits[at - 1] > limit)
+        --at;
+    const bool known = at > 0 && thresholds.limits[at - 1] == limit;
+    if (!known) {
+        for (uint32_t i = thresholds.count; i > at; --i)
+            thresholds.limits[i] = thresholds.limits[i - 1];
+        for (uint32_t i = thresholds.count + 1; i > at; --i)
+            thresholds.rules[i] = thresholds.rules[i - 1];
+        thresholds.limits[at] = limit;
+        ++thresholds.count;
+    }
+    for (uint32_t n = known ? at : at + 1; n <= thresholds.count; ++n)
+        thresholds.rules[n] |= rule;
+}
+
+void add_limits(indexed_block &block, const config_restrict *rule, uint32_t number) {
+    for (size_t i = 0; i < limit_count; ++i) {
+        const int32_t limit = rule->*limits[i].field;
+        if (limit == no_limit) {
+            block.lifted |= 1U << i;
+            block.lifting[i] |= bit_of(number);
+        } else if (limit > 0) {
+            block.limited |= 1U << i;
+            add_limit(block.thresholds[i], static_cast<uint32_t>(limit), bit_of(number));
+        }
+    }
+}
+
 // Adds a rule to the blocks and its names to their lists, the last rule first.
 int add_rule(rule_index *index, uint32_t number) {
     indexed_block &block = index->blocks[number / rules_in_block];
     const config_restrict *const rule = block.rules[number % rules_in_block];
+    add_limits(block, rule, number);
     block.any_authid |= rule->authid_list == nullptr ? bit_of(number) : 0;
     block.any_applname |= rule->applname_list == nullptr ? bit_of(number) : 0;
     const int code = add_list(index->authids, rule->authid_list, number);
     return code == 0 ? add_list(index->applnames, rule->applname_list, number) : code;
-}
-
-bool lists_few_names(const glob_struct *glob) {
-    size_t count = 0;
-    for (const config_restrict *rule = glob->rules_head; rule != nullptr; rule = rule->next)
-        for (const id_node *list : {rule->authid_list, rule->applname_list})
-            for (; list != nullptr && count < fewest_names; list = list->next)
-                ++count;
-    return count < fewest_names;
 }
 
 // Results: 0, or the allocation's error code; what there is of the index is to be released then.
@@ -114,25 +136,27 @@ void release_names(lookup_index<listed_name> &index) {
 
 void index_rules(glob_struct *glob) {
     release_rule_index(glob);
-    if (lists_few_names(glob) || allocate_record(&glob->rules_by_name) != 0)
+    if (glob->rules_head == nullptr || allocate_record(&glob->rules_index) != 0)
         return;
-    if (fill_index(glob, glob->rules_by_name) != 0)
+    if (fill_index(glob, glob->rules_index) != 0)
         release_rule_index(glob);
 }
 
 void release_rule_index(glob_struct *glob) {
-    rule_index *const index = glob->rules_by_name;
+    rule_index *const index = glob->rules_index;
     if (index == nullptr)
         return;
     release_names(index->authids);
     release_names(index->applnames);
     release_memory(index->blocks);
     release_memory(index);
-    glob->rules_by_name = nullptr;
+    glob->rules_index = nullptr;
 }
 
 const rule_block *blocks_of_name(const lookup_index<listed_name> &index,
                                  const char (&name)[sizeof(id_node::name)]) {
+    if (index.count == 0)
+        return nullptr;
     const listed_name *const listed = find_name(index, name);
     return listed != nullptr ? listed->blocks : nullptr;
 }

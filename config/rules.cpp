@@ -1,9 +1,9 @@
 #include "config/rules.h"
 
 #include "config/rule_index.h"
-#include "daemon/memory.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/text.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 

@@ -4,11 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 
-constexpr size_t longest_name = 20;  // of an authorization id or application name
+constexpr size_t longest_name = dbm_authid_size;  // also of an application name
+static_assert(dbm_applname_size == dbm_authid_size);
 constexpr int32_t default_priority = 10;
 constexpr int32_t no_limit = -1;  // limit fields: 0 not given, -1 explicitly none, 1 or more
 

@@ -5,8 +5,8 @@
 #include "config/clause_reading.h"
 #include "config/clauses.h"
 #include "config/keyword.h"
-#include "daemon/result.h"
-#include "log/text.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 
 namespace ravelo {
 namespace {
@@ -45,18 +45,19 @@ int32_t read_next(glob_struct *glob, config_restrict *rule, const clause &read,
     return hand_over(glob, rule, read, allowed, token);
 }
 
-// Reads "h:m" as hour × 100 + minute; characters after the minutes are ignored.
-bool parse_time(const char *token, int32_t *hhmm) {
+constexpr int32_t no_time_of_day = -1;
+
+// "h:m" as hour × 100 + minute; characters after the minutes are ignored.
+int32_t time_of_day(const char *token) {
     char *end = nullptr;
     const long hour = std::strtol(token, &end, 10);
     if (end == token || *end != ':')
-        return false;
+        return no_time_of_day;
     const char *const minutes = end + 1;
     const long minute = std::strtol(minutes, &end, 10);
     if (end == minutes || hour < 0 || hour > 23 || minute < 0 || minute > 59)
-        return false;
-    *hhmm = static_cast<int32_t>(hour * 100 + minute);
-    return true;
+        return no_time_of_day;
+    return static_cast<int32_t>(hour * 100 + minute);
 }
 
 int32_t read_time(glob_struct *glob, location refused, int32_t *hhmm) {
@@ -64,7 +65,8 @@ int32_t read_time(glob_struct *glob, location refused, int32_t *hhmm) {
     const int32_t got = get_clause_token(glob, token, time_clause.end_of_file);
     if (got != result::ok)
         return got;
-    if (!parse_time(token, hhmm))
+    *hhmm = time_of_day(token);
+    if (*hhmm == no_time_of_day)
         return refuse_value(glob, refused, message::value_refused, time_clause.keyword, token);
     return result::ok;
 }

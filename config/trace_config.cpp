@@ -3,19 +3,28 @@
 #include <array>
 #include <cstdio>
 
+#include "config/limits.h"
 #include "config/rules.h"
-#include "daemon/result.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
 
-// start and end, then the nine values that the listing and the log show in the same order.
-std::array<int32_t, 11> values_of(const config_restrict *rule) {
-    return {rule->start_time,    rule->end_time,       rule->cpu_limit,     rule->locks_limit,
-            rule->rowssel_limit, rule->rowsread_limit, rule->uowtime_limit, rule->idle_limit,
-            rule->force,         rule->priority,       rule->schedule_kind};
+constexpr size_t before_limits = 2;  // start and end, which the listing shows otherwise
+
+// Start and end, the limits and the action, in the order in which the listing and the log show
+// them.
+std::array<int32_t, before_limits + limit_count + 3> values_of(const config_restrict *rule) {
+    std::array<int32_t, before_limits + limit_count + 3> values{rule->start_time, rule->end_time};
+    for (const limit_row &limit : limits)
+        values[before_limits + limit.listed] = rule->*limit.field;
+    const size_t action = before_limits + limit_count;
+    values[action] = rule->force;
+    values[action + 1] = rule->priority;
+    values[action + 2] = rule->schedule_kind;
+    return values;
 }
 
 // A message's text, ready to print: names and descriptions can hold anything but must not reach the
@@ -45,7 +54,7 @@ void print_rule(glob_struct *glob, const config_restrict *rule) {
                        rule->start_time);
     (void)std::fprintf(stdout, "%s = %d, ", label(glob, message::end_time_label), rule->end_time);
     const auto values = values_of(rule);
-    report_text_with(glob, message::rule_values, std::span(values).subspan(2));
+    report_text_with(glob, message::rule_values, std::span(values).subspan(before_limits));
     (void)std::fputs(glob->msg_text, stdout);
     (void)std::fprintf(stdout, "%s ", label(glob, message::authid_label));
     print_names(glob, rule->authid_list);

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 
@@ -19,8 +19,8 @@ enum class clean_up_mode : int {
 [[nodiscard]] int32_t clean_up(glob_struct *glob, clean_up_mode mode);
 
 // The shutdown sequence: clean-up, closing the log, and deleting the status file unless the daemon
-// was stopped by request. outcome: the pending result. Returns the exit status: outcome, or the
-// first failure when outcome is 0.
+// was stopped by request. outcome: the pending result, a failure unless it was. Returns the exit
+// status: outcome, or the first failure when outcome is 0.
 [[nodiscard]] int32_t shut_down(glob_struct *glob, int32_t outcome, bool stop_requested);
 
 }  // namespace ravelo

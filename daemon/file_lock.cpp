@@ -7,9 +7,8 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include "daemon/files.h"
-#include "daemon/glob_struct.h"
-#include "log/text.h"
+#include "daemon/base/glob_struct.h"
+#include "daemon/base/text.h"
 
 namespace ravelo {
 namespace {
@@ -36,15 +35,15 @@ int duplicate_handle(uint32_t handle, uint32_t *duplicate) {
 }
 
 bool is_same_file(uint32_t one, uint32_t other) {
-    struct stat first {};
-    struct stat second {};
+    struct stat first = {};
+    struct stat second = {};
     return fstat(static_cast<int>(one), &first) == 0 &&
            fstat(static_cast<int>(other), &second) == 0 && is_same(first, second);
 }
 
 bool is_other_file(const char *path, uint32_t handle) {
-    struct stat named {};
-    struct stat opened {};
+    struct stat named = {};
+    struct stat opened = {};
     return stat(path, &named) == 0 && fstat(static_cast<int>(handle), &opened) == 0 &&
            !is_same(named, opened);
 }
@@ -54,15 +53,10 @@ folder_lock::folder_lock(const char *path) {
     const std::string_view name = path;
     const size_t slash = name.rfind('/');
     if (slash == std::string_view::npos || !copy_text(folder, name.substr(0, slash + 1)) ||
-        open_existing(folder, &handle_) != 0)
+        open_existing(folder, &folder_) != 0)
         return;
-    for (int step = 0; lock_file(handle_) == EWOULDBLOCK && step < patience_steps; ++step)
+    for (int step = 0; lock_file(folder_.get()) == EWOULDBLOCK && step < patience_steps; ++step)
         (void)nanosleep(&patience_step, nullptr);  // cut short or not, the step counts
-}
-
-folder_lock::~folder_lock() {
-    if (handle_ != 0)
-        (void)close_file(handle_);  // opened only for its lock
 }
 
 }  // namespace ravelo

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "daemon/base/files.h"
+
 namespace ravelo {
 
 // Locks an open file for as long as it, or a duplicate of its handle, is open. Does not wait.
@@ -26,12 +28,12 @@ namespace ravelo {
 class folder_lock {
   public:
     explicit folder_lock(const char *path);
-    ~folder_lock();
+    ~folder_lock() = default;
     folder_lock(const folder_lock &) = delete;
     folder_lock &operator=(const folder_lock &) = delete;
 
   private:
-    uint32_t handle_ = 0;  // 0: not open
+    file_guard folder_;
 };
 
 }  // namespace ravelo

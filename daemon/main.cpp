@@ -1,8 +1,8 @@
 // ravelod, the governor daemon: holds every application connected to a database against the rules
 // of its configuration file.
+#include "daemon/base/files.h"
+#include "daemon/base/result.h"
 #include "daemon/command_line.h"
-#include "daemon/files.h"
-#include "daemon/result.h"
 
 int main(int argc, char **argv) {
     static ravelo::glob_struct glob;

@@ -4,14 +4,14 @@
 
 #include "config/read_config.h"
 #include "config/trace_config.h"
+#include "daemon/base/files.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "daemon/clean_up.h"
-#include "daemon/files.h"
-#include "daemon/result.h"
 #include "daemon/status_file.h"
 #include "daemon/stop_signal.h"
 #include "govern/govern.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
@@ -22,15 +22,13 @@ int32_t fail_config_file(glob_struct *glob, location where, message number, int 
     return result::file;
 }
 
-// Takes the configuration file's status, which tells whether it has changed.
-int32_t take_config_status(glob_struct *glob) {
+// Reads the configuration file's status, which tells whether it has changed.
+int32_t read_status(glob_struct *glob) {
     const int open_code = open_stream(glob->cfg_file_name, &glob->cfg_stream);
     if (open_code != 0)
         return fail_config_file(glob, location::main_open_config, message::config_not_opened,
                                 open_code);
-    int code = stream_handle(glob->cfg_stream, &glob->cfg_handle);
-    if (code == 0)
-        code = file_status(glob->cfg_handle, &glob->cfg_stats);
+    const int code = read_config_status(glob);
     const int close_code = close_stream(glob->cfg_stream);
     glob->cfg_stream = nullptr;
     if (code != 0)
@@ -58,7 +56,7 @@ int32_t reload_once(glob_struct *glob) {
 // Reads the configuration file when it is not the one the rules were read from, and again while it
 // changes under the reading.
 int32_t reload_changed(glob_struct *glob) {
-    int32_t outcome = take_config_status(glob);
+    int32_t outcome = read_status(glob);
     while (outcome == result::ok && glob->cfg_stats_read != glob->cfg_stats)
         outcome = reload_once(glob);
     return outcome;
@@ -120,7 +118,7 @@ int32_t report_stop(glob_struct *glob) {
 int32_t main_loop(glob_struct *glob, bool *stop_requested) {
     uint16_t prev_debug_level = 0;
     for (;;) {
-        take_held_signals(glob);
+        deliver_held_signals(glob);
         int32_t outcome = test_stop_request(glob, stop_requested);
         if (*stop_requested)
             return end_as_stopped(glob, outcome);

@@ -1,14 +1,14 @@
 #include "daemon/start.h"
 
 #include "daemon/attach.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "daemon/clean_up.h"
 #include "daemon/main_loop.h"
-#include "daemon/memory.h"
-#include "daemon/result.h"
 #include "daemon/status_file.h"
 #include "daemon/stop_signal.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
@@ -41,11 +41,8 @@ int32_t prepare(glob_struct *glob) {
         outcome = attach(glob);
     if (outcome == result::ok)
         outcome = allocate_request(glob);
-    if (outcome != result::ok)
-        return outcome;
-    glob->acct_table.fill(nullptr);
-    glob->sched_table.fill(nullptr);
-    return set_up_trace(glob);
+    // Nothing has come into the tables of applications since init_glob emptied them.
+    return outcome == result::ok ? set_up_trace(glob) : outcome;
 }
 
 }  // namespace

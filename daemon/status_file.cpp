@@ -2,16 +2,16 @@
 
 #include <cerrno>
 
+#include "daemon/base/files.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "daemon/file_lock.h"
-#include "daemon/files.h"
-#include "daemon/result.h"
+#include "govern/interface/constants.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
 
-constexpr int current_instance = -1;
 constexpr std::string_view status_suffix = "GDA";
 constexpr std::string_view stop_suffix = "GDB";
 constexpr std::string_view status_content = "GOVERNOR STATUS FILE";
@@ -31,19 +31,19 @@ int32_t refuse_start(glob_struct *glob) {
 }
 
 // Creates the status file and locks it for the life of the process. Results as the claim's.
-int32_t create_locked(glob_struct *glob, uint32_t *handle) {
-    const int create_code = create_exclusive(glob->status_file_name, handle);
+int32_t create_locked(glob_struct *glob, file_guard *file) {
+    const int create_code = create_exclusive(glob->status_file_name, file);
     if (create_code == EEXIST || is_denied(create_code))
         return refuse_start(glob);
     if (create_code != 0)
         return fail_with_code(glob, message::status_not_created, create_code);
-    int code = lock_file(*handle);
+    int code = lock_file(file->get());
     if (code == 0)
-        code = duplicate_handle(*handle, &glob->status_handle);
+        code = duplicate_handle(file->get(), &glob->status_handle);
     if (code == 0)
         return result::ok;
-    (void)close_file(*handle);  // the claim has failed, which is reported
-    (void)delete_file(glob->status_file_name);
+    file->reset();
+    (void)delete_file(glob->status_file_name);  // the claim has failed, which is reported
     return fail_with_code(glob, message::status_not_created, code);
 }
 
@@ -58,21 +58,19 @@ enum class stop_request : int {
 // Finds out whose stop request there is. Results: 0, or the system's error code.
 int look_at_request(const glob_struct *glob, stop_request *found) {
     *found = stop_request::none;
-    uint32_t handle = 0;
-    const int open_code = open_existing(glob->stop_file_name, &handle);
+    file_guard request;
+    const int open_code = open_existing(glob->stop_file_name, &request);
     if (open_code != 0) {
         if (is_denied(open_code))
             *found = stop_request::denied;
         return 0;
     }
-    int code = 0;
-    if (glob->status_handle != 0 && is_same_file(handle, glob->status_handle)) {
+    if (glob->status_handle != 0 && is_same_file(request.get(), glob->status_handle)) {
         *found = stop_request::ours;
-    } else {
-        code = lock_file(handle);
-        *found = code == EWOULDBLOCK ? stop_request::of_living : stop_request::stale;
+        return 0;
     }
-    (void)close_file(handle);  // opened only to look
+    const int code = lock_file(request.get());
+    *found = code == EWOULDBLOCK ? stop_request::of_living : stop_request::stale;
     return code == EWOULDBLOCK ? 0 : code;
 }
 
@@ -101,22 +99,22 @@ int make_request(const glob_struct *glob) {
 }  // namespace
 
 int32_t get_status_filenames(glob_struct *glob, const char *node_text) {
-    const int code = dbm_instance_path(current_instance, glob->stop_file_name);
+    const int code = dbm_instance_path(dbm_current_instance, glob->stop_file_name);
     if (code != 0)
         return fail_with_code(glob, message::instance_path_failed, code);
     glob->stop_file_name[file_name_size - 1] = '\0';
-    const std::string_view folder = "/tmp/";
+    const std::string_view folder = dbm_tmp_directory;
     const std::string_view node = node_text;
-    // Room for both dots is asked for, also where an empty node text leaves one out.
+    // Room for both slashes and both dots, also where an empty node text leaves one out.
     const size_t length = text_of(glob->stop_file_name).size() + folder.size() +
-                          text_of(glob->db_name).size() + node.size() + 2 + status_suffix.size();
+                          text_of(glob->db_name).size() + node.size() + 4 + status_suffix.size();
     if (length >= file_name_size) {
         fail_stderr(glob, message::status_name_long);
         return result::manager;
     }
     const std::string_view dot = node.empty() ? "" : ".";
-    for (const std::string_view piece :
-         {folder, text_of(glob->db_name), std::string_view("."), node, dot})
+    for (const std::string_view piece : {std::string_view("/"), folder, std::string_view("/"),
+                                         text_of(glob->db_name), std::string_view("."), node, dot})
         (void)append_text(glob->stop_file_name, piece);  // seen to fit
     cut_text(glob->status_file_name, text_of(glob->stop_file_name));
     (void)append_text(glob->status_file_name, status_suffix);
@@ -126,8 +124,8 @@ int32_t get_status_filenames(glob_struct *glob, const char *node_text) {
 
 int32_t claim_status_file(glob_struct *glob) {
     const folder_lock held(glob->status_file_name);
-    uint32_t handle = 0;
-    int32_t outcome = create_locked(glob, &handle);
+    file_guard file;
+    int32_t outcome = create_locked(glob, &file);
     if (outcome != result::ok)
         return outcome;
     bool governed = false;
@@ -135,14 +133,14 @@ int32_t claim_status_file(glob_struct *glob) {
     if (request_code != 0)
         outcome = fail_with_code(glob, message::stale_request_kept, request_code);
     if (governed) {
-        (void)close_file(handle);  // the start is refused, which is reported
-        (void)delete_file(glob->status_file_name);
+        file.reset();
+        (void)delete_file(glob->status_file_name);  // the start is refused, which is reported
         return refuse_start(glob);
     }
-    const int write_code = write_all(handle, status_content);
+    const int write_code = write_all(file.get(), status_content);
     if (write_code != 0)
         outcome = fail_with_code(glob, message::status_not_written, write_code);
-    const int close_code = close_file(handle);
+    const int close_code = close_file(file.release());
     if (close_code != 0)
         return fail_with_code(glob, message::file_not_closed, close_code);
     if (outcome != result::ok)
@@ -150,19 +148,16 @@ int32_t claim_status_file(glob_struct *glob) {
     return outcome;
 }
 
-int delete_status_file(const glob_struct *glob) {
+void delete_status_file(const glob_struct *glob) {
     const folder_lock held(glob->status_file_name);
-    if (is_other_file(glob->status_file_name, glob->status_handle))
-        return 0;
-    const int code = delete_file(glob->status_file_name);
-    return code == ENOENT ? 0 : code;
+    if (!is_other_file(glob->status_file_name, glob->status_handle))
+        (void)delete_file(glob->status_file_name);
 }
 
-int request_own_stop(const glob_struct *glob) {
+void request_own_stop(const glob_struct *glob) {
     const folder_lock held(glob->status_file_name);
-    if (is_other_file(glob->status_file_name, glob->status_handle))
-        return 0;
-    return rename_file(glob->status_file_name, glob->stop_file_name);
+    if (!is_other_file(glob->status_file_name, glob->status_handle))
+        (void)rename_file(glob->status_file_name, glob->stop_file_name);
 }
 
 int32_t request_stop(glob_struct *glob, const char *node_text) {
@@ -182,11 +177,11 @@ int32_t request_stop(glob_struct *glob, const char *node_text) {
 }
 
 int32_t test_stop_request(glob_struct *glob, bool *requested) {
-    uint32_t handle = 0;
-    const int code = open_existing(glob->stop_file_name, &handle);
+    file_guard request;
+    const int code = open_existing(glob->stop_file_name, &request);
     *requested = code == 0 || is_denied(code);
     if (code == 0) {
-        const int close_code = close_file(handle);
+        const int close_code = close_file(request.release());
         if (close_code == 0)
             return result::ok;
         report_error(glob, location::main_close_request, message::file_not_closed,

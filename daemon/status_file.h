@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 
@@ -31,13 +31,13 @@ constexpr size_t node_text_size = 6;  // the node argument as text, with its ter
 // -3 any other failure.
 [[nodiscard]] int32_t request_stop(glob_struct *glob, const char *node_text);
 
-// Deletes the status file if it is still the one that was claimed. Results: 0, also when there is
-// none; or the system's error code, not reported.
-[[nodiscard]] int delete_status_file(const glob_struct *glob);
+// Deletes the status file if it is still the one that was claimed, when the daemon ends by a
+// failure: one of this call would not replace that, so it has no result.
+void delete_status_file(const glob_struct *glob);
 
-// Makes the stop request for this daemon, if its status file is still in its place. Results: 0, or
-// the system's error code, not reported.
-[[nodiscard]] int request_own_stop(const glob_struct *glob);
+// Makes the stop request for this daemon, if its status file is still in its place. There is no
+// result: a request that fails changes nothing, the daemon goes on, and so does its status file.
+void request_own_stop(const glob_struct *glob);
 
 // Looks for a stop request. *requested: there is one. Results, each failure reported: 0; -2 the
 // request could not be looked for, or not be closed (*requested then is set).

@@ -5,8 +5,9 @@
 #include <ctime>
 #include <poll.h>
 
-#include "daemon/files.h"
+#include "daemon/base/files.h"
 #include "daemon/status_file.h"
+#include "govern/interface/constants.h"
 
 namespace ravelo {
 namespace {
@@ -19,16 +20,15 @@ extern "C" void note_stop_signal(int /*signal*/) {
 }
 
 // Makes the stop request that a signal has asked for.
-void take_stop_signal(const glob_struct *glob) {
+void request_signalled_stop(const glob_struct *glob) {
     if (stop_signalled == 0)
         return;
     stop_signalled = 0;
-    // A request that fails changes nothing: the daemon goes on, and so does its status file.
-    (void)request_own_stop(glob);
+    request_own_stop(glob);
 }
 
 int install(int signal, void (*handler)(int), int flags) {
-    struct sigaction action {};
+    struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = flags;
     if (sigemptyset(&action.sa_mask) != 0 || sigaction(signal, &action, nullptr) != 0)
@@ -58,18 +58,18 @@ void prepare_stop_signals() {
     (void)install(SIGINT, note_stop_signal, 0);
 }
 
-void take_held_signals(const glob_struct *glob) {
+void deliver_held_signals(const glob_struct *glob) {
     sigset_t stops;
     (void)sigemptyset(&stops);
     (void)sigaddset(&stops, SIGTERM);
     (void)sigaddset(&stops, SIGINT);
     (void)sigprocmask(SIG_UNBLOCK, &stops, nullptr);  // those that wait are delivered here
     (void)sigprocmask(SIG_BLOCK, &stops, nullptr);
-    take_stop_signal(glob);
+    request_signalled_stop(glob);
 }
 
 int install_trace_handler() {
-    return install(trace_signal, dbm_trace_handler, SA_RESTART);
+    return install(dbm_trace_signal, dbm_trace_handler, SA_RESTART);
 }
 
 void sleep_milliseconds(const glob_struct *glob, uint64_t milliseconds) {
@@ -91,7 +91,7 @@ void sleep_milliseconds(const glob_struct *glob, uint64_t milliseconds) {
             return;
         if (errno != EINTR)
             (void)nanosleep(&timeout, nullptr);  // passes must not follow each other without pause
-        take_stop_signal(glob);
+        request_signalled_stop(glob);
         if (file_exists(glob->stop_file_name))
             return;
     }

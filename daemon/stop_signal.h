@@ -3,21 +3,19 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 
-constexpr int trace_signal = 23;
-
 // Makes SIGTERM and SIGINT rename the status file to the stop request, and nothing else. They are
-// held back from now on, except at take_held_signals and while the daemon sleeps: a pass is never
-// cut short. SIGPIPE and SIGXFSZ are held back for good, so that a closed standard error or a full
-// log is a failed write and not the daemon's end.
-// There is no result: with these arguments the system's calls can't fail.
+// held back from now on, except at deliver_held_signals and while the daemon sleeps: a pass is
+// never cut short. SIGPIPE and SIGXFSZ are held back for good, so that a closed standard error or a
+// full log is a failed write and not the daemon's end. There is no result: with these arguments the
+// system's calls can't fail.
 void prepare_stop_signals();
 
 // Lets the stop signals in that were held back, so that a stop request they make is seen.
-void take_held_signals(const glob_struct *glob);
+void deliver_held_signals(const glob_struct *glob);
 
 // Installs the client library's trace handler. Results: 0, or the system's error code.
 [[nodiscard]] int install_trace_handler();

@@ -11,15 +11,14 @@
 #include "dbm/message_text.h"
 #include "dbm/message_tokens.h"
 #include "dbm/session.h"
-#include "govern/dbm.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
 
 namespace {
 
 using dbm::operation;
 using dbm::outcome;
 using dbm::session;
-
-constexpr int highest_priority = 20;
 
 outcome refused(operation which, int32_t sqlcode, std::initializer_list<const char *> more) {
     outcome result = dbm::call_failed(sqlcode, {std::string(dbm::name_of(which))});
@@ -79,11 +78,11 @@ void warn(const outcome &warning) noexcept {
 }
 
 outcome force(dbm::traced_call &call, int count, const uint32_t *agent_ids, int mode) {
-    if (count != 1 || agent_ids == nullptr || mode != 0) {
+    if (count != dbm_force_count || agent_ids == nullptr || mode != dbm_force_mode) {
         return refused(operation::force, dbm::sql::bad_call,
-                       {agent_ids == nullptr ? "agent_ids"
-                        : mode != 0          ? "mode"
-                                             : "count"});
+                       {agent_ids == nullptr     ? "agent_ids"
+                        : mode != dbm_force_mode ? "mode"
+                                                 : "count"});
     }
     const session &connection = dbm::current_session();
     if (!connection.attached)
@@ -103,8 +102,9 @@ outcome force(dbm::traced_call &call, int count, const uint32_t *agent_ids, int 
 }
 
 outcome set_priority(dbm::traced_call &call, uint32_t agent_id, int priority, int mode) {
-    if (mode != 0 || priority < -highest_priority || priority > highest_priority)
-        return refused(operation::priority, dbm::sql::bad_call, {mode != 0 ? "mode" : "priority"});
+    if (mode != dbm_priority_mode || priority < dbm_best_priority || priority > dbm_worst_priority)
+        return refused(operation::priority, dbm::sql::bad_call,
+                       {mode != dbm_priority_mode ? "mode" : "priority"});
     const session &connection = dbm::current_session();
     if (!connection.attached)
         return refused(operation::priority, dbm::sql::not_attached, {});

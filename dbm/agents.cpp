@@ -1,7 +1,6 @@
 #include "dbm/agents.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace dbm {
 
@@ -23,22 +22,6 @@ const agent *find_agent(const agent_table &agents, uint32_t agent_id) {
         std::lower_bound(agents.begin(), agents.end(), agent_id,
                          [](const agent &a, uint32_t id) { return a.agent_id < id; });
     return found != agents.end() && found->agent_id == agent_id ? &*found : nullptr;
-}
-
-bool pad_text(std::span<char> target, std::string_view text) {
-    if (text.size() > target.size())
-        return false;
-    std::memset(target.data(), ' ', target.size());
-    if (!text.empty())
-        std::memcpy(target.data(), text.data(), text.size());
-    return true;
-}
-
-std::string_view padded_text(std::span<const char> source) {
-    size_t length = source.size();
-    while (length > 0 && source[length - 1] == ' ')
-        --length;
-    return {source.data(), length};
 }
 
 }  // namespace dbm

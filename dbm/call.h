@@ -3,8 +3,8 @@
 #pragma once
 
 #include "dbm/codes.h"
+#include "dbm/common/outcome.h"
 #include "dbm/message_tokens.h"
-#include "dbm/outcome.h"
 #include "dbm/trace.h"
 
 namespace dbm {

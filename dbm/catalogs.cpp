@@ -8,14 +8,16 @@
 #include <utility>
 #include <vector>
 
-#include "dbm/catalog.h"
-#include "dbm/files.h"
+#include "dbm/common/catalog.h"
+#include "dbm/common/files.h"
+#include "govern/interface/constants.h"
 
 namespace dbm {
 
 namespace {
 
-constexpr std::array<std::string_view, 3> file_names = {"ravelo.mo", "ozusql.mo", "words.mo"};
+constexpr std::array<const char *, 3> file_names = {dbm_daemon_catalog, dbm_manager_catalog,
+                                                    "words.mo"};
 constexpr std::string_view default_language = "en";
 constexpr size_t most_languages = 16;
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "dbm/codes.h"
+#include "dbm/common/files.h"
 
 namespace dbm {
 

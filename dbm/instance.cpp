@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "dbm/codes.h"
-#include "dbm/files.h"
+#include "dbm/common/files.h"
+#include "govern/interface/constants.h"
 
 namespace dbm {
 
@@ -53,7 +54,7 @@ int check_tmp(const std::string &path) {
 
 instance &current_instance() {
     if (!the_instance)
-        load_instance();
+        the_instance = read_instance();
     return *the_instance;
 }
 
@@ -64,7 +65,7 @@ void load_instance() {
 int check_directory(const instance &which) {
     if (which.resolve_error != 0)
         return which.resolve_error;
-    if (which.directory.size() >= instance_path_room)
+    if (which.directory.size() >= dbm_path_room)
         return ENAMETOOLONG;
     struct stat status = {};
     if (stat(which.directory.c_str(), &status) != 0)
@@ -91,8 +92,11 @@ bool may_govern(const instance &which) {
     const uid_t user = geteuid();
     if (user == 0)
         return true;
+    const int problem = check_directory(which);
+    if (problem != 0)
+        return problem != EACCES;
     struct stat status = {};
-    if (check_directory(which) != 0 || stat(which.directory.c_str(), &status) != 0)
+    if (stat(which.directory.c_str(), &status) != 0)
         return false;
     if (status.st_uid == user || status.st_gid == getegid())
         return true;
@@ -112,7 +116,7 @@ std::string instance_file(const instance &which, std::string_view name) {
 }
 
 std::string tmp_directory(const instance &which) {
-    return instance_file(which, "tmp");
+    return instance_file(which, dbm_tmp_directory);
 }
 
 std::string tmp_file(const instance &which, std::string_view name) {

@@ -4,13 +4,10 @@
 #include <string>
 #include <string_view>
 
+#include "dbm/common/outcome.h"
 #include "dbm/instance_conf.h"
-#include "dbm/outcome.h"
 
 namespace dbm {
-
-// Bytes that an instance path may take with its terminator.
-constexpr size_t instance_path_room = 255;
 
 struct instance {
     std::string directory;  // $DBM_INSTANCE or /var/lib/ravelo; absolute where it could be resolved
@@ -34,7 +31,9 @@ void load_instance();
 // code::tmp_not_directory. May throw bad_alloc.
 [[nodiscard]] int prepare_tmp(const instance &which);
 
-// Whether the invoking user may govern: root, the directory's owner or a member of its group.
+// Whether the invoking user may govern: root, the directory's owner or a member of its group. A
+// directory that is missing or none is nobody's and refuses nobody: who needs it says what is
+// wrong.
 [[nodiscard]] bool may_govern(const instance &which);
 
 // The path of a file in the instance directory or in its tmp directory. May throw bad_alloc.

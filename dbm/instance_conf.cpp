@@ -9,20 +9,20 @@
 #include <utility>
 
 #include "dbm/codes.h"
-#include "dbm/fields.h"
-#include "dbm/line_reader.h"
+#include "dbm/common/fields.h"
+#include "dbm/common/line_reader.h"
+#include "dbm/common/text.h"
+#include "govern/interface/constants.h"
 
 namespace dbm {
 
 namespace {
 
-constexpr size_t longest_name = 9;
 constexpr uint32_t most_nodes = 1000;
-constexpr size_t longest_database = 8;
 constexpr uint32_t longest_timeout = 3600;
 
 bool set_name(settings &conf, std::string_view, std::string_view value) {
-    if (value.empty() || value.size() > longest_name)
+    if (value.empty() || value.size() > dbm_longest_instance)
         return false;
     conf.name = value;
     return true;
@@ -51,18 +51,9 @@ bool set_connection(settings &conf, std::string_view, std::string_view value) {
     return !value.empty();
 }
 
-std::string upper_case(std::string_view text) {
-    std::string upper(text);
-    for (char &c : upper) {
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
-    }
-    return upper;
-}
-
 bool set_database(settings &conf, std::string_view subject, std::string_view value) {
     std::string name = upper_case(subject);
-    if (name.empty() || name.size() > longest_database || value.empty() ||
+    if (name.empty() || name.size() > dbm_longest_database || value.empty() ||
         !server_name(conf, name).empty())
         return false;
     conf.databases.push_back({std::move(name), std::string(value)});

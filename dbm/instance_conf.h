@@ -24,7 +24,7 @@
 #include <string_view>
 #include <vector>
 
-#include "dbm/outcome.h"
+#include "dbm/common/outcome.h"
 
 namespace dbm {
 

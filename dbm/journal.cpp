@@ -4,8 +4,9 @@
 #include <cerrno>
 
 #include "dbm/codes.h"
-#include "dbm/fields.h"
-#include "dbm/files.h"
+#include "dbm/common/fields.h"
+#include "dbm/common/files.h"
+#include "dbm/common/text.h"
 #include "dbm/instance.h"
 #include "dbm/message_text.h"
 #include "dbm/message_tokens.h"

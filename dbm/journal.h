@@ -16,8 +16,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "dbm/operation.h"
-#include "dbm/outcome.h"
+#include "dbm/common/operation.h"
+#include "dbm/common/outcome.h"
 #include "dbm/session.h"
 
 namespace dbm {

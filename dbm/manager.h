@@ -6,33 +6,19 @@
 // manager must be as it was before the call.
 #pragma once
 
-#include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "dbm/agents.h"
-#include "dbm/operation.h"
-#include "dbm/outcome.h"
+#include "dbm/common/operation.h"
+#include "dbm/common/outcome.h"
+#include "dbm/common/script.h"
 #include "dbm/snapshot_builder.h"
-#include "govern/snapshot_records.h"
+#include "govern/interface/snapshot_records.h"
 
 namespace dbm {
-
-constexpr size_t switch_groups = 7;
-
-// A scripted outcome of one call. It stands in for an authinfo, set_client, force, priority or text
-// call whatever it says. Other operations are carried out when its rc and sqlcode are 0, and only
-// what else is given stands in for their own answer.
-struct scripted_answer {
-    int rc = 0;
-    int32_t sqlcode = 0;
-    std::optional<std::array<uint32_t, switch_groups>> states;  // output states of the switches
-    std::optional<uint32_t> size;                               // estimated bytes
-    std::optional<std::string> text;                            // the failure's text; empty: none
-};
 
 struct manager {
     std::string_view name;  // as "manager = …" in instance.conf says it
@@ -44,7 +30,7 @@ struct manager {
     outcome (*detach)();
 
     // Turns on the groups that ask for it and fills every output state.
-    outcome (*switches)(std::span<switch_group, switch_groups> groups);
+    outcome (*switches)(std::span<switch_group, dbm_switch_groups> groups);
 
     // Appends the applications of a database to builder, with the snapshot's time and switch
     // states. May be called again for the same snapshot until it is taken. Answers sql::no_data
@@ -53,7 +39,7 @@ struct manager {
     outcome (*list)(const std::string &database, snapshot_builder &builder);
 
     // The snapshot listed last was delivered.
-    void (*taken)();
+    void (*delivered)();
 
     // Forces an application of the latest snapshot. 0 done, sql::agent_already_gone done before;
     // a refusal is positive, since a negative code ends the daemon.

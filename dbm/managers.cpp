@@ -1,8 +1,14 @@
 #include <algorithm>
 
-#include "dbm/embedded/embedded_manager.h"
 #include "dbm/manager.h"
-#include "dbm/postgres/postgres_manager.h"
+
+// Each is a folder above this one, whose header says the same.
+namespace dbm::embedded {
+extern const manager shape;
+}
+namespace dbm::postgres {
+extern const manager shape;
+}
 
 namespace dbm {
 

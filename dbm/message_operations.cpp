@@ -5,18 +5,17 @@
 #include "dbm/call.h"
 #include "dbm/message_text.h"
 #include "dbm/session.h"
-#include "govern/dbm.h"
+#include "govern/interface/dbm.h"
 
 namespace {
 
 using dbm::operation;
 
 int prepare(sqlca *ca, short token_count, long message, const message_token *first) {
-    constexpr auto most = static_cast<short>(dbm::most_tokens);
-    if (ca == nullptr || token_count < 0 || token_count > most ||
+    if (ca == nullptr || token_count < 0 || token_count > dbm_most_tokens ||
         (first == nullptr && token_count > 0) || message < INT32_MIN || message > INT32_MAX)
         return dbm::code::bad_argument;
-    std::array<std::string_view, dbm::most_tokens> tokens;
+    std::array<std::string_view, dbm_most_tokens> tokens;
     const auto count = static_cast<size_t>(token_count);
     for (size_t i = 0; i < count; ++i) {
         const message_token &token = *(first - i);  // the entries occupy falling addresses

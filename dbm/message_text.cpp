@@ -4,7 +4,7 @@
 #include <charconv>
 
 #include "dbm/code_words.h"
-#include "dbm/fields.h"
+#include "dbm/common/text.h"
 #include "dbm/instance.h"
 #include "dbm/message_tokens.h"
 
@@ -142,7 +142,7 @@ bool add_named(text_writer &writer, std::string_view name, const message_view &m
     const std::string_view kind = name.substr(0, blank);
     size_t number = 0;
     if (blank == std::string_view::npos || !parse_number(name.substr(blank + 1), number) ||
-        number < 1 || number > most_tokens)
+        number < 1 || number > dbm_most_tokens)
         return false;
     if (kind == "error") {
         add_error(writer, token(message, number));

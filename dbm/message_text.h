@@ -14,7 +14,7 @@
 #include <string_view>
 
 #include "dbm/catalogs.h"
-#include "govern/dbm.h"
+#include "govern/interface/dbm.h"
 
 namespace dbm {
 

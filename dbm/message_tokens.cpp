@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace dbm {
@@ -95,7 +96,7 @@ void fill_sqlca(sqlca *ca, const outcome &result) noexcept {
     std::memset(ca->sqlerrd, 0, sizeof ca->sqlerrd);
     std::memset(ca->sqlwarn, ' ', sizeof ca->sqlwarn);
     std::memset(ca->sqlstate, ' ', sizeof ca->sqlstate);
-    std::array<std::string_view, most_tokens> tokens;
+    std::array<std::string_view, dbm_most_tokens> tokens;
     const size_t count = std::min(result.tokens.size(), tokens.size());
     std::copy_n(result.tokens.begin(), count, tokens.begin());
     pack_and_keep(*ca, result.sqlcode, std::span(tokens).first(count), result.text);
@@ -119,13 +120,13 @@ message_view message_of(const sqlca &ca) noexcept {
             view.text = *message.text;
         return view;
     }
-    std::string_view rest = packed;
+    std::string_view remaining = packed;
     while (!packed.empty() && view.count < view.tokens.size()) {
-        const size_t end = rest.find(separator);
-        view.tokens[view.count++] = rest.substr(0, end);
+        const size_t end = remaining.find(separator);
+        view.tokens[view.count++] = remaining.substr(0, end);
         if (end == std::string_view::npos)
             break;
-        rest.remove_prefix(end + 1);
+        remaining.remove_prefix(end + 1);
     }
     return view;
 }

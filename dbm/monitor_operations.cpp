@@ -9,18 +9,15 @@
 #include "dbm/instance.h"
 #include "dbm/journal.h"
 #include "dbm/session.h"
-#include "govern/dbm.h"
-#include "govern/snapshot_records.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
+#include "govern/interface/snapshot_records.h"
 
 namespace {
 
 using dbm::operation;
 using dbm::outcome;
 using dbm::session;
-
-constexpr int monitor_version = 3;
-constexpr uint32_t all_applications = 6;
-constexpr uint32_t turn_on = 1;
 
 outcome bad_call(operation which, std::string argument) {
     return dbm::call_failed(dbm::sql::bad_call,
@@ -101,7 +98,7 @@ outcome detach() {
 }
 
 outcome switches(int version, switch_group *groups) {
-    if (version != monitor_version)
+    if (version != dbm_monitor_version)
         return bad_call(operation::switches, "version");
     if (groups == nullptr)
         return bad_call(operation::switches, "groups");
@@ -111,8 +108,8 @@ outcome switches(int version, switch_group *groups) {
     const auto *const script = dbm::script_of(operation::switches);
     if (decides(script) && (script->rc != 0 || script->sqlcode < 0))
         return scripted(*script);
-    const std::span<switch_group, dbm::switch_groups> all(groups, dbm::switch_groups);
-    outcome result = connection.governed->switches(all);
+    const std::span<switch_group, dbm_switch_groups> all(groups, dbm_switch_groups);
+    const outcome result = connection.governed->switches(all);
     if (script != nullptr && script->states) {
         for (size_t i = 0; i < all.size(); ++i)
             all[i].output_state = (*script->states)[i];
@@ -134,7 +131,8 @@ bool is_file_name_part(std::string_view name) {
 
 // Takes the database from a request for all its applications. False: the request is another one.
 bool read_request(const snapshot_request *request, session &connection) {
-    if (request == nullptr || request->num_objects != 1 || request->object_type != all_applications)
+    if (request == nullptr || request->num_objects != dbm_request_objects ||
+        request->object_type != dbm_all_applications)
         return false;
     const std::string_view object(request->object, sizeof request->object);
     const std::string_view database = object.substr(0, object.find('\0'));
@@ -152,9 +150,9 @@ bool read_request(const snapshot_request *request, session &connection) {
 // the journal.
 outcome list(operation which, const session &connection, dbm::snapshot_builder &builder) {
     outcome result = connection.governed->list(connection.database, builder);
-    const bool said = dbm::succeeded(result) || result.sqlcode == dbm::sql::unreachable ||
-                      result.sqlcode == dbm::sql::agent_gone || result.sqlcode > 0;
-    if (!said)
+    const bool shown = dbm::succeeded(result) || result.sqlcode == dbm::sql::unreachable ||
+                       result.sqlcode == dbm::sql::agent_gone || result.sqlcode > 0;
+    if (!shown)
         (void)dbm::note_failure(connection, which, result);  // the answer itself is the failure
     if (dbm::succeeded(result) && builder.needed > UINT32_MAX) {
         return dbm::answered(dbm::sql::snapshot_too_large,
@@ -168,12 +166,12 @@ void deliver(session &connection, dbm::snapshot_builder &builder) {
     dbm::sort_agents(builder.agents);
     connection.agents = std::move(builder.agents);
     connection.snap_time = builder.snap_time;
-    connection.governed->taken();
+    connection.governed->delivered();
 }
 
 outcome snapshot_size(int version, const snapshot_request *request, uint32_t *size) {
     session &connection = dbm::current_session();
-    if (version != monitor_version)
+    if (version != dbm_monitor_version)
         return bad_call(operation::size, "version");
     if (size == nullptr)
         return bad_call(operation::size, "size");
@@ -206,7 +204,7 @@ outcome snapshot_size(int version, const snapshot_request *request, uint32_t *si
 outcome snapshot(int version, const snapshot_request *request, std::span<char> buffer,
                  snapshot_summary *summary) {
     session &connection = dbm::current_session();
-    if (version != monitor_version)
+    if (version != dbm_monitor_version)
         return bad_call(operation::snapshot, "version");
     if (summary == nullptr)
         return bad_call(operation::snapshot, "summary");
@@ -252,8 +250,8 @@ extern "C" {
 [[gnu::visibility("default")]] int dbm_monitor_switches(int version, void *, switch_group *groups,
                                                         sqlca *ca) {
     dbm::traced_call call(operation::switches);
-    for (size_t i = 0; groups != nullptr && i < dbm::switch_groups; ++i) {
-        if (groups[i].input_state == turn_on)
+    for (size_t i = 0; groups != nullptr && i < dbm_switch_groups; ++i) {
+        if (groups[i].input_state == dbm_switch_on)
             call.argument("on", static_cast<int64_t>(i));
     }
     return dbm::answer_call(call, operation::switches, ca,

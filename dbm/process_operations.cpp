@@ -2,30 +2,28 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "dbm/call.h"
 #include "dbm/catalogs.h"
+#include "dbm/common/text.h"
 #include "dbm/instance.h"
 #include "dbm/session.h"
-#include "govern/dbm.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
 
 namespace {
 
-constexpr int interface_version = 950801;
-constexpr int user_refused = 0x40000000;
-constexpr uint16_t node_setting = 8;
-
 // The process control record: one word of it means something to the library's users.
-constexpr size_t direct_connections_offset = 4300;
 std::array<uint32_t, 1280> control_record;
 
 int init_process(int version) {
-    if (version != interface_version)
+    if (version != dbm_library_version)
         return dbm::code::version_unknown;
     dbm::load_instance();
     dbm::forget_catalogs();
     const dbm::settings &conf = dbm::current_instance().conf;
-    control_record[direct_connections_offset / sizeof(uint32_t)] = conf.nodes > 1 ? 1 : 0;
+    control_record[dbm_node_flag_offset / sizeof(uint32_t)] = conf.nodes > 1 ? 1 : 0;
     dbm::session &connection = dbm::current_session();
     if (!connection.attached) {
         connection = dbm::session{};
@@ -42,12 +40,12 @@ dbm::outcome user_authinfo() {
     if (dbm::may_govern(where))
         return {};
     dbm::outcome refused = dbm::answered(dbm::sql::not_authorized, {where.directory});
-    refused.rc = user_refused;
+    refused.rc = dbm_authority_refused;
     return refused;
 }
 
 int instance_path(int which, char *path) {
-    if (which != -1 || path == nullptr)
+    if (which != dbm_current_instance || path == nullptr)
         return dbm::code::bad_argument;
     if (const auto *const script = dbm::script_of(dbm::operation::instance_path);
         script != nullptr && script->rc != 0)
@@ -75,7 +73,7 @@ dbm::outcome set_client(const client_setting *settings, int count) {
     const uint32_t nodes = dbm::current_instance().conf.nodes;
     for (int i = 0; i < count; ++i) {
         const uint16_t node = settings[i].setting_value;
-        if (settings[i].setting_type != node_setting) {
+        if (settings[i].setting_type != dbm_node_setting) {
             return refuse_client(dbm::code::setting_unknown, dbm::sql::bad_call, "set_client",
                                  "setting_type");
         }
@@ -107,18 +105,14 @@ extern "C" {
     dbm::traced_call call(dbm::operation::authinfo);
     const int result =
         dbm::answer_call(call, dbm::operation::authinfo, ca, [] { return user_authinfo(); });
-    return result == -1 ? user_refused : result;  // without memory nobody can be let in
+    return result == -1 ? dbm_authority_refused : result;  // without memory nobody can be let in
 }
 
-// Upper-cases the letters of ASCII only: names are compared byte for byte and their length must not
-// change, which no wider notion of case guarantees.
 [[gnu::visibility("default")]] void dbm_to_upper(int length, int, char *text) {
     dbm::traced_call call(dbm::operation::to_upper);
     call.argument("length", length);
-    for (int i = 0; text != nullptr && i < length; ++i) {
-        if (text[i] >= 'a' && text[i] <= 'z')
-            text[i] = static_cast<char>(text[i] - 'a' + 'A');
-    }
+    if (text != nullptr && length > 0)
+        dbm::to_upper({text, static_cast<size_t>(length)});
     call.finish(0, 0);
 }
 

@@ -80,7 +80,7 @@ bool has_content(const snapshot_builder &builder) {
 void fill_summary(const snapshot_builder &builder, snapshot_summary &summary) {
     summary = snapshot_summary{};
     summary.snap_time = builder.snap_time;
-    for (size_t i = 0; i < summary_switches; ++i)
+    for (size_t i = 0; i < dbm_summary_groups; ++i)
         summary.switches[i].switch_state = builder.switches[i];
     summary.num_records = builder.claimed_records.value_or(builder.records);
 }

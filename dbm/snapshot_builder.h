@@ -11,37 +11,10 @@
 #include <span>
 
 #include "dbm/agents.h"
-#include "govern/snapshot_records.h"
+#include "dbm/common/application.h"
+#include "govern/interface/snapshot_records.h"
 
 namespace dbm {
-
-constexpr size_t summary_switches = 6;
-
-// One application as a manager reports it. Times in seconds since the epoch, 0: none.
-struct application {
-    agent who;
-    uint32_t conn_time = 0;
-    uint32_t idle_time = 0;  // seconds
-    uint32_t locks_held = 0;
-    uint32_t ref_agent_id = 0;  // agent that this one waits for; 0: none
-    uint32_t rows_selected = 0;
-    uint32_t rows_read = 0;
-    uint32_t uow_start = 0;
-    uint32_t uow_stop = 0;
-    uint32_t user_cpu_s = 0;
-    uint32_t user_cpu_us = 0;
-    uint32_t system_cpu_s = 0;
-    uint32_t system_cpu_us = 0;
-    uint32_t aux_number = 0;
-};
-
-// What a record says of itself in place of the truth, so that malformed snapshots can be played. A
-// size between the record's own length and 64 KiB also makes the record that long, zero-filled; any
-// other size is only said.
-struct record_claims {
-    std::optional<uint32_t> size;
-    std::optional<char> rec_type;
-};
 
 struct snapshot_builder {
     std::span<char> out;     // the caller's buffer; empty: only count
@@ -49,8 +22,8 @@ struct snapshot_builder {
     uint32_t records = 0;    // applications so far
     agent_table agents;      // of the applications so far, as they were reported
     uint32_t snap_time = 0;  // time of the snapshot, set by the manager
-    std::array<uint32_t, summary_switches> switches = {};  // states of the groups, set by it too
-    std::optional<uint32_t> claimed_records;               // stands in for records in the summary
+    std::array<uint32_t, dbm_summary_groups> switches = {};  // states of the groups, set by it too
+    std::optional<uint32_t> claimed_records;                 // stands in for records in the summary
 };
 
 // Appends an application that subrec_count sub-records will follow. May throw bad_alloc.

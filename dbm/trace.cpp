@@ -4,11 +4,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <unistd.h>
 
-#include "dbm/files.h"
+#include "dbm/common/files.h"
 #include "dbm/instance.h"
 
 namespace dbm {

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "dbm/operation.h"
+#include "dbm/common/operation.h"
 
 namespace dbm {
 

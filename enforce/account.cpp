@@ -4,11 +4,10 @@
 #include <cstring>
 #include <iterator>
 
-#include "daemon/clock.h"
-#include "daemon/memory.h"
-#include "daemon/result.h"
-#include "log/report.h"
-#include "log/text.h"
+#include "daemon/base/clock.h"
+#include "daemon/base/result.h"
+#include "enforce/table_records.h"
+#include "log/columns.h"
 
 namespace ravelo {
 namespace {
@@ -57,16 +56,9 @@ int32_t account_appl(glob_struct *glob, const appl_texts &texts, const appl_snap
 }
 
 acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts, uint32_t conn_time) {
-    acctapp_struct *entry = nullptr;
-    int code = allocate_record(&entry);
-    if (code == 0)
-        code = reserve_index(glob->acct_index);
-    if (code != 0) {
-        release_memory(entry);
-        report_error(glob, location::acctapp_allocate, message::out_of_memory,
-                     {decimal(glob->msg_token, code)});
+    acctapp_struct *const entry = create_record(glob, glob->acct_index, location::acctapp_allocate);
+    if (entry == nullptr)
         return nullptr;
-    }
     cut_text(entry->appl_id, text_of(texts.appl_text));
     cut_text(entry->authid, text_of(texts.auth_id));
     cut_text(entry->applname, text_of(texts.appl_name));
@@ -78,8 +70,19 @@ acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts, uint3
     return entry;
 }
 
-void forget_acctapp(glob_struct *glob, const acctapp_struct *entry) {
-    remove_from_index(glob->acct_index, hash_of(entry->appl_id, entry->conn_time), entry);
+void close_accounts(glob_struct *glob) {
+    for (acctapp_struct *&chain : glob->acct_table)
+        drop_unseen(&chain, &acctapp_struct::next, [glob](const acctapp_struct *entry) {
+            // The entry goes whether or not its last record could be written.
+            (void)write_account_record(glob, entry);
+            remove_from_index(glob->acct_index, hash_of(entry->appl_id, entry->conn_time), entry);
+        });
+}
+
+void release_accounts(glob_struct *glob) {
+    release_index(glob->acct_index);
+    for (acctapp_struct *&chain : glob->acct_table)
+        release_list(&chain, &acctapp_struct::next);
 }
 
 int32_t write_account_record(glob_struct *glob, const acctapp_struct *entry) {
@@ -87,9 +90,16 @@ int32_t write_account_record(glob_struct *glob, const acctapp_struct *entry) {
     (void)show_local_time(connected, entry->conn_time);  // the placeholder keeps the columns
     const auto user = static_cast<int32_t>(entry->user_cpu - entry->user_cpu_logged);
     const auto system = static_cast<int32_t>(entry->system_cpu - entry->system_cpu_logged);
-    (void)std::snprintf(glob->msg_text, message_size, "%-20s %-32s %-20s %s %10d %10d",
-                        entry->authid, entry->appl_id, entry->applname, connected, user,
-                        system);  // 116 characters
+    namespace column = account_columns;
+    static_assert(column::authid.width + 1 == sizeof(entry->authid) &&
+                  column::appl_id.width + 1 == sizeof(entry->appl_id) &&
+                  column::applname.width + 1 == sizeof(entry->applname) &&
+                  column::end < message_size);
+    (void)std::snprintf(glob->msg_text, message_size, "%-*s %-*s %-*s %s %*d %*d",
+                        print_width(column::authid), entry->authid, print_width(column::appl_id),
+                        entry->appl_id, print_width(column::applname), entry->applname, connected,
+                        print_width(column::user_cpu), user, print_width(column::system_cpu),
+                        system);
     return write_log(glob, record_type::account, location::none);
 }
 

@@ -3,14 +3,14 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 #include "enforce/action_request.h"
 
 namespace ravelo {
 
 // What is kept about one connected application for accounting. Created by create_acctapp, owned by
-// acct_table in the chain of its connect time; released by sweep after its final record, and by
-// clean_up at the daemon's end.
+// acct_table in the chain of its connect time; released after its final record at the end of
+// an accounting pass, and at the daemon's end.
 struct acctapp_struct {
     char appl_id[sizeof(appl_snapshot::appl_id) + 1];
     int32_t seen;  // a pass has seen the application since the last accounting pass ended
@@ -36,8 +36,12 @@ struct acctapp_struct {
 [[nodiscard]] acctapp_struct *create_acctapp(glob_struct *glob, const appl_texts &texts,
                                              uint32_t conn_time);
 
-// Takes a record that is about to leave acct_table out of everything else that knows it.
-void forget_acctapp(glob_struct *glob, const acctapp_struct *entry);
+// The end of an accounting pass: drops the records whose seen flag is clear, each after its final
+// accounting record, whether or not that could be written, and clears the flag of the others.
+void close_accounts(glob_struct *glob);
+
+// Releases all records, without final accounting records.
+void release_accounts(glob_struct *glob);
 
 // Writes the "ACCOUNT" record of what the application used since its last one.
 // Results: those of write_log.

@@ -3,18 +3,26 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
+#include "daemon/base/glob_struct.h"
 #include "enforce/appl_texts.h"
+#include "enforce/decide.h"
 
 namespace ravelo {
 
-constexpr size_t reason_size = 200;  // with its terminator
-
 struct action_request {
     uint32_t agent_id;
-    int32_t line;  // of the deciding rule
     appl_texts texts;
-    char reason[reason_size];  // the limits breached, with their values
+    decision decided;
 };
+
+constexpr size_t reason_size = 200;  // with its terminator
+
+// The limits breached, with their figures, one after the other; what does not fit is cut. For those
+// actions only that are written down: each limit's text is fetched from the library. The text lives
+// in reason; msg_token is used.
+[[nodiscard]] std::string_view make_reason(glob_struct *glob, const decision &decided,
+                                           char (&reason)[reason_size]);
 
 }  // namespace ravelo

@@ -1,21 +1,26 @@
 #include "enforce/agent_priority.h"
 
-#include "daemon/result.h"
-#include "govern/sql_codes.h"
+#include "daemon/base/result.h"
+#include "daemon/base/sqlca.h"
+#include "daemon/base/text.h"
+#include "govern/interface/constants.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 
-bool set_priority(glob_struct *glob, uint32_t agent_id, int32_t priority, location where,
-                  int32_t *outcome) {
-    *outcome = dbm_set_agent_priority(agent_id, priority, 0, &glob->api_sqlca);
+int32_t set_priority(glob_struct *glob, uint32_t agent_id, int32_t priority, location where) {
+    const int own_result =
+        dbm_set_agent_priority(agent_id, priority, dbm_priority_mode, &glob->api_sqlca);
+    if (!priority_refused(glob))
+        return own_result;
+    report_error(glob, where, message::priority_failed,
+                 {decimal(glob->msg_token, glob->api_sqlca.sqlcode)});
+    return result::priority;
+}
+
+bool priority_refused(const glob_struct *glob) {
     const int32_t code = glob->api_sqlca.sqlcode;
-    if (code == sql_code::ok || sql_code::is_unreachable(code))
-        return true;
-    report_error(glob, where, message::priority_failed, {decimal(glob->msg_token, code)});
-    *outcome = result::priority;
-    return false;
+    return code != dbm_sql_ok && !is_unreachable(code);
 }
 
 }  // namespace ravelo

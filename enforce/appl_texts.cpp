@@ -1,6 +1,7 @@
 #include "enforce/appl_texts.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace ravelo {
@@ -33,7 +34,7 @@ void copy_field(char (&text)[Size], const char (&field)[Width]) {
 
 }  // namespace
 
-void take_texts(const appl_snapshot *record, appl_texts *texts) {
+void copy_texts(const appl_snapshot *record, appl_texts *texts) {
     copy_field(texts->appl_name, record->applname);
     copy_field(texts->auth_id, record->authid);
     copy_field(texts->appl_text, record->appl_id);

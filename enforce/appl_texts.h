@@ -1,9 +1,7 @@
 // The texts of an application that rules match and records report.
 #pragma once
 
-#include <cstdint>
-
-#include "govern/snapshot_records.h"
+#include "govern/interface/snapshot_records.h"
 
 namespace ravelo {
 
@@ -15,7 +13,7 @@ struct appl_texts {
     char appl_text[40];
 };
 
-// Takes the texts out of an application record.
-void take_texts(const appl_snapshot *record, appl_texts *texts);
+// Copies the texts of an application record.
+void copy_texts(const appl_snapshot *record, appl_texts *texts);
 
 }  // namespace ravelo

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
-#include "govern/addl_appl_info.h"
+#include "daemon/base/glob_struct.h"
+#include "enforce/addl_appl_info.h"
 
 namespace ravelo {
 

@@ -3,16 +3,16 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 #include "enforce/action_request.h"
 
 namespace ravelo {
 
 // One agent whose priority the daemon has set. Created by create_niceapp, owned by nice_list;
-// released by sweep when no rule confirmed it in a pass, and by clean_up.
+// released at the end of a pass in which no rule confirmed it, and by give_back.
 struct niceapp_struct {
     uint32_t agent_id;
-    int32_t priority;  // last set, -20 to 20
+    int32_t priority;  // last set
     int32_t seen;      // a rule confirmed the priority in this pass
     niceapp_struct *next;
 };
@@ -27,7 +27,8 @@ struct niceapp_struct {
 // reporting message 1020 when there is no memory.
 [[nodiscard]] niceapp_struct *create_niceapp(glob_struct *glob, uint32_t agent_id);
 
-// Takes a record that is about to leave nice_list out of everything else that knows it.
-void forget_niceapp(glob_struct *glob, const niceapp_struct *entry);
+// The end of a pass: drops the records whose seen flag is clear, leaving the agents' priorities as
+// they are, and clears the flag of the others.
+void drop_unseen_niceapps(glob_struct *glob);
 
 }  // namespace ravelo

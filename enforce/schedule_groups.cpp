@@ -1,9 +1,7 @@
 #include "enforce/schedule_groups.h"
 
-#include "daemon/memory.h"
-#include "daemon/result.h"
-#include "log/report.h"
-#include "log/text.h"
+#include "daemon/base/result.h"
+#include "enforce/table_records.h"
 
 namespace ravelo {
 namespace {
@@ -31,12 +29,8 @@ void join_group(schedgrp_struct *group, schedapp_struct *member) {
     group->members = member;
 }
 
-void fail_allocation(glob_struct *glob, location where, int code) {
-    report_error(glob, where, message::out_of_memory, {decimal(glob->msg_token, code)});
-}
-
 // An application without running statements: kept where it is, at the normal priority.
-void rest(schedapp_struct *member) {
+void keep_without_statements(schedapp_struct *member) {
     member->l_count = 0;
     member->seen = 1;
     member->old_priority = member->priority;
@@ -65,9 +59,12 @@ schedapp_struct *find_schedapp(const glob_struct *glob, uint32_t agent_id) {
         [agent_id](const schedapp_struct *entry) { return entry->agent_id == agent_id; });
 }
 
-void forget_schedapp(glob_struct *glob, schedapp_struct *member) {
-    leave_group(member);
-    remove_from_index(glob->sched_index, hash_words({member->agent_id}), member);
+void drop_unseen_schedapps(glob_struct *glob) {
+    for (schedapp_struct *&chain : glob->sched_table)
+        drop_unseen(&chain, &schedapp_struct::hash_next, [glob](schedapp_struct *member) {
+            leave_group(member);
+            remove_from_index(glob->sched_index, hash_words({member->agent_id}), member);
+        });
 }
 
 int32_t schedule_appl(glob_struct *glob, const action_request &request, int32_t kind,
@@ -75,12 +72,12 @@ int32_t schedule_appl(glob_struct *glob, const action_request &request, int32_t 
     if (static_cast<int32_t>(info->l_count) < 1) {
         schedapp_struct *const member = find_schedapp(glob, request.agent_id);
         if (member != nullptr)
-            rest(member);
+            keep_without_statements(member);
         return result::ok;
     }
-    schedgrp_struct *group = find_schedgrp(glob, request.line);
+    schedgrp_struct *group = find_schedgrp(glob, request.decided.rule->line);
     if (group == nullptr)
-        group = create_schedgrp(glob, request.line, kind);
+        group = create_schedgrp(glob, request.decided.rule->line, kind);
     if (group == nullptr)
         return result::memory;
     ++group->count;
@@ -94,9 +91,11 @@ int32_t schedule_appl(glob_struct *glob, const action_request &request, int32_t 
     member->seen = 1;
     if (!changed)
         return result::ok;
+    char reason[reason_size];
+    const std::string_view why = make_reason(glob, request.decided, reason);
     return report_event(glob, record_type::schedgrp, message::scheduled,
                         {request.texts.appl_name, request.texts.auth_id, request.texts.appl_text,
-                         decimal(glob->msg_token, request.line), request.reason});
+                         decimal(glob->msg_token, request.decided.rule->line), why});
 }
 
 schedgrp_struct *create_schedgrp(glob_struct *glob, int32_t id, int32_t kind) {
@@ -107,7 +106,7 @@ schedgrp_struct *create_schedgrp(glob_struct *glob, int32_t id, int32_t kind) {
     schedgrp_struct *group = nullptr;
     const int code = allocate_record(&group);
     if (code != 0) {
-        fail_allocation(glob, location::schedgrp_allocate, code);
+        report_no_record(glob, location::schedgrp_allocate, code);
         return nullptr;
     }
     group->id = id;
@@ -124,15 +123,10 @@ schedapp_struct *create_schedapp(glob_struct *glob, uint32_t agent_id, int32_t g
         report_error(glob, location::schedapp_group, message::group_missing);
         return nullptr;
     }
-    schedapp_struct *member = nullptr;
-    int code = allocate_record(&member);
-    if (code == 0)
-        code = reserve_index(glob->sched_index);
-    if (code != 0) {
-        release_memory(member);
-        fail_allocation(glob, location::schedapp_allocate, code);
+    schedapp_struct *const member =
+        create_record(glob, glob->sched_index, location::schedapp_allocate);
+    if (member == nullptr)
         return nullptr;
-    }
     member->agent_id = agent_id;
     member->priority = no_priority_yet;
     member->old_priority = no_priority_yet;

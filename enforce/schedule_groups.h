@@ -3,14 +3,15 @@
 
 #include <cstdint>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 #include "enforce/action_request.h"
-#include "govern/addl_appl_info.h"
+#include "enforce/addl_appl_info.h"
 
 namespace ravelo {
 
 // One scheduled application. Created by create_schedapp; owned by sched_table, and also a member of
-// its group's list until it leaves; released by sweep and by clean_up.
+// its group's list until it leaves; released at the end of a pass in which no rule placed it, and
+// by give_back.
 struct schedapp_struct {
     uint32_t agent_id;
     schedgrp_struct *group;  // the group whose member list holds the record; null once it has left
@@ -31,7 +32,7 @@ struct schedapp_struct {
 };
 
 // One schedule group: the applications that one rule schedules. Created by create_schedgrp, owned
-// by schedgrp_list, from the largest id to the smallest; released by clean_up.
+// by schedgrp_list, from the largest id to the smallest; released by give_back.
 struct schedgrp_struct {
     int32_t id;        // line of the rule
     int32_t kind;      // the rule's schedule_kind; does not change how the group is scheduled
@@ -66,7 +67,8 @@ constexpr int32_t no_priority_yet = -100;
 // Takes a record out of its group's member list, if it is in one.
 void leave_group(schedapp_struct *member);
 
-// Takes a record that is about to leave sched_table out of everything else that knows it.
-void forget_schedapp(glob_struct *glob, schedapp_struct *member);
+// The end of a pass: drops the records whose seen flag is clear, leaving the agents' priorities as
+// they are, and clears the flag of the others.
+void drop_unseen_schedapps(glob_struct *glob);
 
 }  // namespace ravelo

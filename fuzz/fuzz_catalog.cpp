@@ -4,10 +4,11 @@
 #include <cstring>
 #include <vector>
 
+#include "daemon/base/text.h"
 #include "dbm/catalogs.h"
 #include "fuzz/input_file.h"
+#include "govern/interface/constants.h"
 #include "log/report.h"
-#include "log/text.h"
 
 using namespace ravelo;
 
@@ -18,10 +19,11 @@ namespace {
 constexpr int linked_descriptor = 200;
 
 void check_texts(const sqlca &ca) {
-    for (const char *const name : {own_catalog, manager_catalog, "other.mo"}) {
+    for (const char *const name : {dbm_daemon_catalog, dbm_manager_catalog, "other.mo"}) {
         for (const int width : {1, 2, 40, static_cast<int>(message_size)}) {
             std::vector<char> buffer(static_cast<size_t>(width));
-            const int length = dbm_message_text(buffer.data(), width, 0, name, &ca);
+            const int length =
+                dbm_message_text(buffer.data(), width, dbm_no_line_breaks, name, &ca);
             fuzz::require(length >= 0 && length < width && fuzz::is_printable(buffer.data()));
             fuzz::require(std::strlen(buffer.data()) == static_cast<size_t>(length));
         }

@@ -8,7 +8,8 @@
 #include "config/rules.h"
 #include "daemon/command_line.h"
 #include "fuzz/input_file.h"
-#include "govern/dbm.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
 
 using namespace ravelo;
 
@@ -43,7 +44,7 @@ int32_t run(const std::vector<std::string> &texts) {
     if (glob.status_handle != 0)
         (void)close(static_cast<int>(glob.status_handle));  // as the process's end does
     release_rules(&glob);
-    (void)dbm_init_process(950801);  // lets go of the catalogs
+    (void)dbm_init_process(dbm_library_version);  // lets go of the catalogs
     fuzz::require(glob.log_handle == 0 && glob.snap_req == nullptr && glob.snap_buf == nullptr);
     return status;
 }

@@ -1,10 +1,11 @@
 // The configuration reader and the listing of what it has read, as a daemon writes it to the log
 // and as validate shows it: both read alike.
+#include "config/limits.h"
 #include "config/read_config.h"
 #include "config/rules.h"
 #include "config/trace_config.h"
+#include "daemon/base/text.h"
 #include "fuzz/input_file.h"
-#include "log/text.h"
 #include "log/write_log.h"
 
 using namespace ravelo;
@@ -21,9 +22,8 @@ void check_rules(const glob_struct &glob) {
         for (const int32_t time : {rule->start_time, rule->end_time})
             fuzz::require(time >= 0 && time <= 2359 && time % 100 <= 59);
         fuzz::require(rule->priority >= -20 && rule->priority <= 20);
-        for (const int32_t limit : {rule->cpu_limit, rule->locks_limit, rule->rowssel_limit,
-                                    rule->rowsread_limit, rule->idle_limit, rule->uowtime_limit})
-            fuzz::require(limit >= no_limit);
+        for (const limit_row &limit : limits)
+            fuzz::require(rule->*limit.field >= no_limit);
     }
 }
 

@@ -17,13 +17,15 @@
 #include <vector>
 
 #include "config/read_config.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/text.h"
 #include "daemon/clean_up.h"
-#include "daemon/memory.h"
 #include "enforce/nice_appl.h"
 #include "enforce/schedule_groups.h"
 #include "fuzz/input_file.h"
 #include "govern/govern.h"
-#include "log/text.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/sql_codes.h"
 
 using namespace ravelo;
 
@@ -65,13 +67,13 @@ int choose(const std::array<int, Count> &codes, unsigned shift) {
 int answer(int32_t sqlcode, sqlca *ca) {
     constexpr int failed = -9;
     constexpr std::array<std::pair<int, int32_t>, 8> failures = {{{failed, 0},
-                                                                  {failed, -1224},
+                                                                  {failed, dbm_sql_gone},
                                                                   {0, -9},
                                                                   {0, 5},
-                                                                  {0, -1224},
-                                                                  {0, -1032},
-                                                                  {0, 1611},
-                                                                  {0, 1606}}};
+                                                                  {0, dbm_sql_gone},
+                                                                  {0, dbm_sql_unreachable},
+                                                                  {0, dbm_sql_no_data},
+                                                                  {0, dbm_sql_buffer_too_small}}};
     const bool fails = ++fake.calls == fake.failing % 32;
     const auto [rc, code] = fails ? failures[fake.failing / 32] : std::pair(0, sqlcode);
     ca->sqlcode = code;
@@ -207,8 +209,8 @@ bool is_result(int32_t code) {
 extern "C" {
 
 int dbm_monitor_switches(int, void *, switch_group *groups, sqlca *ca) {
-    for (int i = 0; i < 7; ++i)
-        groups[i].output_state = 1;
+    for (int i = 0; i < dbm_switch_groups; ++i)
+        groups[i].output_state = dbm_switch_on;
     return answer(0, ca);
 }
 int dbm_snapshot_size(int, void *, const snapshot_request *, uint32_t *size, sqlca *ca) {
@@ -221,17 +223,20 @@ int dbm_snapshot(int, void *, const snapshot_request *, uint32_t size, void *out
     summary->snap_time = fake.time;
     summary->num_records = fake.records;
     if (size < fake.buffer.size())
-        return answer(std::exchange(fake.asked_again, true) ? 5 : 1606, ca);
+        return answer(std::exchange(fake.asked_again, true) ? 5 : dbm_sql_buffer_too_small, ca);
     std::copy(fake.buffer.begin(), fake.buffer.end(), static_cast<unsigned char *>(out));
-    return answer(choose(std::array{0, 0, 0, 0, 0, 1611, -1032, 5}, 5), ca);
+    constexpr std::array<int, 8> codes = {0, 0, 0, 0, 0, dbm_sql_no_data, dbm_sql_unreachable, 5};
+    return answer(choose(codes, 5), ca);
 }
 int dbm_force_application(int, const uint32_t *, int, sqlca *ca) {
-    return answer(choose(std::array{0, 1230, 5, -1224, 0, 0, 0, -1}, 2), ca);
+    constexpr std::array<int, 8> codes = {0, dbm_sql_already_forced, 5, dbm_sql_gone, 0, 0, 0, -1};
+    return answer(choose(codes, 2), ca);
 }
 int dbm_set_agent_priority(uint32_t agent_id, int priority, int, sqlca *ca) {
-    fuzz::require(priority >= -20 && priority <= 20);
-    const int result = answer(choose(std::array{0, -1224, -1032, 0}, 0), ca);
-    if (priority == 0) {
+    fuzz::require(priority >= dbm_best_priority && priority <= dbm_worst_priority);
+    constexpr std::array<int, 4> codes = {0, dbm_sql_gone, dbm_sql_unreachable, 0};
+    const int result = answer(choose(codes, 0), ca);
+    if (priority == dbm_normal_priority) {
         fake.given_back.insert(agent_id);
         fake.changed.erase(agent_id);
     } else if (ca->sqlcode == 0) {

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "fuzz/input_file.h"
-#include "govern/dbm.h"
-#include "govern/snapshot_records.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
+#include "govern/interface/snapshot_records.h"
 #include "govern/snapshot_walk.h"
 
 using namespace ravelo;
@@ -24,8 +25,8 @@ sqlca ca;
 bool succeeded(int rc) {
     if (rc == 0 && ca.sqlcode == 0)
         return true;
-    char text[400];
-    (void)dbm_message_text(text, sizeof(text), 0, "ozusql.mo", &ca);
+    char text[dbm_text_width];
+    (void)dbm_message_text(text, sizeof(text), dbm_no_line_breaks, dbm_manager_catalog, &ca);
     fuzz::require(strnlen(text, sizeof(text)) < sizeof(text) && fuzz::is_printable(text));
     return false;
 }
@@ -41,27 +42,32 @@ bool act_on_all(snapshot_bytes bytes, uint32_t records) {
             if (!next_sub_record(bytes, &statement))
                 return false;
         const uint32_t agent = record->agent_id;
-        (void)succeeded(agent % 3 == 0 ? dbm_force_application(1, &agent, 0, &ca)
-                                       : dbm_set_agent_priority(agent, 10, 0, &ca));
+        (void)succeeded(agent % 3 == 0
+                            ? dbm_force_application(dbm_force_count, &agent, dbm_force_mode, &ca)
+                            : dbm_set_agent_priority(agent, 10, dbm_priority_mode, &ca));
     }
     return true;
 }
 
 // Plays the next snapshot. False: there is none that can be used.
 bool play(bool well_formed) {
-    const snapshot_request request{
-        .num_objects = 1, .agent_id = 0, .object_type = 6, .object = "SAMPLE", .second_object = {}};
-    std::array<switch_group, 7> groups{};
-    groups[1].input_state = 1;
+    const snapshot_request request{.num_objects = dbm_request_objects,
+                                   .agent_id = 0,
+                                   .object_type = dbm_all_applications,
+                                   .object = "SAMPLE",
+                                   .second_object = {}};
+    std::array<switch_group, dbm_switch_groups> groups{};
+    groups[dbm_statement_group].input_state = dbm_switch_on;
     uint32_t size = 0;
-    if (!succeeded(dbm_monitor_switches(3, nullptr, groups.data(), &ca)) ||
-        !succeeded(dbm_snapshot_size(3, nullptr, &request, &size, &ca)) || size == 0 ||
-        size > largest_snapshot)
+    if (!succeeded(dbm_monitor_switches(dbm_monitor_version, nullptr, groups.data(), &ca)) ||
+        !succeeded(dbm_snapshot_size(dbm_monitor_version, nullptr, &request, &size, &ca)) ||
+        size == 0 || size > largest_snapshot)
         return false;
     snapshot_summary summary{};
     for (const uint32_t room : {size / 2, size}) {
         std::vector<unsigned char> buffer(room);  // of its own, so that a write past it shows
-        if (succeeded(dbm_snapshot(3, nullptr, &request, room, buffer.data(), &summary, &ca))) {
+        if (succeeded(dbm_snapshot(dbm_monitor_version, nullptr, &request, room, buffer.data(),
+                                   &summary, &ca))) {
             fuzz::require(act_on_all(buffer, summary.num_records) || !well_formed);
             return true;
         }
@@ -86,12 +92,12 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         well_formed = well_formed && text.find(claim) == std::string_view::npos;
 
     ca = {};
-    if (succeeded(dbm_init_process(950801)) &&
+    if (succeeded(dbm_init_process(dbm_library_version)) &&
         succeeded(dbm_attach("ravelod", nullptr, nullptr, &ca)))
         for (int played = 0; played < most_snapshots && play(well_formed);)
             ++played;
     (void)succeeded(dbm_detach(&ca));
-    (void)dbm_init_process(950801);  // lets go of the recording
+    (void)dbm_init_process(dbm_library_version);  // lets go of the recording
     std::ifstream stream(journal);
     for (std::string line; std::getline(stream, line);)
         fuzz::require(fuzz::is_printable(line) && line.starts_with("time="));

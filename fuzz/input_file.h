@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
+#include <system_error>
 #include <unistd.h>
 
 // The entry point that libFuzzer, or run_corpus.cpp, calls for each input.

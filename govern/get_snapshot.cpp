@@ -6,21 +6,16 @@
 #include <cstring>
 #include <limits>
 
-#include "daemon/memory.h"
-#include "daemon/result.h"
-#include "govern/sql_codes.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/result.h"
+#include "daemon/base/sqlca.h"
+#include "daemon/base/text.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/sql_codes.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
-
-constexpr uint32_t all_applications_of_a_database = 6;
-constexpr int monitor_version = 3;
-constexpr uint32_t switch_on = 1;
-constexpr uint32_t switch_unchanged = 2;
-constexpr size_t uow_group = 0;
-constexpr size_t statement_group = 1;
 
 int32_t fail_call(glob_struct *glob, location where, const char *op_name, int code) {
     report_error(glob, where, message::monitor_call_failed,
@@ -31,22 +26,22 @@ int32_t fail_call(glob_struct *glob, location where, const char *op_name, int co
 
 // Turns on the monitor switches that the rules need.
 int32_t turn_on_switches(glob_struct *glob) {
-    std::array<switch_group, 7> groups{};
+    std::array<switch_group, dbm_switch_groups> groups{};
     for (switch_group &group : groups)
-        group.input_state = switch_unchanged;
+        group.input_state = dbm_switch_unchanged;
     if (glob->uow_limit_used != 0)
-        groups[uow_group].input_state = switch_on;
+        groups[dbm_uow_group].input_state = dbm_switch_on;
     if (glob->stmt_info_used != 0)
-        groups[statement_group].input_state = switch_on;
+        groups[dbm_statement_group].input_state = dbm_switch_on;
     const int code =
-        dbm_monitor_switches(monitor_version, nullptr, groups.data(), &glob->api_sqlca);
+        dbm_monitor_switches(dbm_monitor_version, nullptr, groups.data(), &glob->api_sqlca);
     if (code != 0) {
         (void)std::snprintf(glob->msg_text, message_size, "DBMSWITCH: RC = %d SQLCODE = %d", code,
                             glob->api_sqlca.sqlcode);  // always fits
         report_error_text(glob, location::switches_call);
         return result::monitor;
     }
-    if (glob->api_sqlca.sqlcode != sql_code::ok) {
+    if (glob->api_sqlca.sqlcode != dbm_sql_ok) {
         const int32_t mapped = map_snap_sqlcode(glob, "DBMSWITCH", location::switches_code);
         if (mapped != result::no_snapshot)
             return mapped;
@@ -55,8 +50,10 @@ int32_t turn_on_switches(glob_struct *glob) {
     } else {
         glob->db_available = 1;
     }
-    const bool uow_off = glob->uow_limit_used != 0 && groups[uow_group].output_state == 0;
-    const bool stmt_off = glob->stmt_info_used != 0 && groups[statement_group].output_state == 0;
+    const bool uow_off =
+        glob->uow_limit_used != 0 && groups[dbm_uow_group].output_state == dbm_switch_off;
+    const bool stmt_off =
+        glob->stmt_info_used != 0 && groups[dbm_statement_group].output_state == dbm_switch_off;
     if (uow_off || stmt_off) {
         report_error(glob, location::switches_off, message::switches_off);
         return result::monitor;
@@ -71,11 +68,11 @@ int32_t estimate_size(glob_struct *glob) {
         if (logged != result::ok)
             return logged;
     }
-    const int code = dbm_snapshot_size(monitor_version, nullptr, glob->snap_req,
+    const int code = dbm_snapshot_size(dbm_monitor_version, nullptr, glob->snap_req,
                                        &glob->snap_buf_size, &glob->api_sqlca);
     if (code != 0)
         return fail_call(glob, location::size_call, "DBMSNAPSIZE", code);
-    if (glob->api_sqlca.sqlcode != sql_code::ok)
+    if (glob->api_sqlca.sqlcode != dbm_sql_ok)
         return map_snap_sqlcode(glob, "DBMSNAPSIZE", location::size_code);
     if (glob->snap_buf_size != 0)
         glob->need_size_estimate = 0;
@@ -125,8 +122,8 @@ int32_t double_buffer(glob_struct *glob) {
     return result::ok;
 }
 
-// Calls the snapshot operation. *too_small: the buffer was, and nothing has been taken.
-int32_t take_snapshot(glob_struct *glob, bool *too_small) {
+// Calls the snapshot operation. *too_small: the buffer was, and there is no snapshot.
+int32_t request_snapshot(glob_struct *glob, bool *too_small) {
     if (glob->debug_level >= 4) {
         const int32_t logged =
             report_event(glob, record_type::debug, message::buffer_size,
@@ -134,14 +131,14 @@ int32_t take_snapshot(glob_struct *glob, bool *too_small) {
         if (logged != result::ok)
             return logged;
     }
-    const int code = dbm_snapshot(monitor_version, nullptr, glob->snap_req, glob->snap_buf_size,
+    const int code = dbm_snapshot(dbm_monitor_version, nullptr, glob->snap_req, glob->snap_buf_size,
                                   glob->snap_buf, &glob->summary, &glob->api_sqlca);
     if (code != 0)
         return fail_call(glob, location::snapshot_call, "DBMSNAPSHOT", code);
-    *too_small = glob->api_sqlca.sqlcode == sql_code::buffer_too_small;
+    *too_small = glob->api_sqlca.sqlcode == dbm_sql_buffer_too_small;
     if (*too_small)
         return result::ok;
-    if (glob->api_sqlca.sqlcode != sql_code::ok)
+    if (glob->api_sqlca.sqlcode != dbm_sql_ok)
         return map_snap_sqlcode(glob, "DBMSNAPSHOT", location::snapshot_code);
     glob->db_available = 1;
     return result::ok;
@@ -152,9 +149,9 @@ int32_t take_snapshot(glob_struct *glob, bool *too_small) {
 void fill_snapshot_request(glob_struct *glob) {
     snapshot_request *const request = glob->snap_req;
     std::memset(request, 0, glob->snap_req_size);
-    request->num_objects = 1;
+    request->num_objects = dbm_request_objects;
     request->agent_id = 0;
-    request->object_type = all_applications_of_a_database;
+    request->object_type = dbm_all_applications;
     const std::string_view name = text_of(glob->db_name);
     name.copy(request->object, sizeof(request->object));
 }
@@ -178,7 +175,7 @@ int32_t get_snapshot(glob_struct *glob) {
     for (bool too_small = true; too_small;) {
         int32_t outcome = glob->snap_buf == nullptr ? allocate_buffer(glob) : result::ok;
         if (outcome == result::ok)
-            outcome = take_snapshot(glob, &too_small);
+            outcome = request_snapshot(glob, &too_small);
         if (outcome == result::ok && too_small)
             outcome = double_buffer(glob);
         if (outcome != result::ok)
@@ -192,13 +189,13 @@ int32_t map_snap_sqlcode(glob_struct *glob, const char *op_name, location where)
     const std::string_view code_text = decimal(glob->msg_token, code);
     if (code > 0) {
         glob->db_available = 1;
-        if (code == sql_code::no_data)
+        if (code == dbm_sql_no_data)
             return result::no_snapshot;
         const int32_t logged =
             report_warning(glob, where, message::request_warning, {op_name, code_text});
         return logged == result::ok ? result::no_snapshot : logged;
     }
-    if (sql_code::is_unreachable(code)) {
+    if (is_unreachable(code)) {
         if (glob->db_available != 0) {
             const int32_t logged =
                 report_warning(glob, where, message::database_unreachable, {op_name, code_text});

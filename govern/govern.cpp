@@ -1,18 +1,17 @@
 #include "govern/govern.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <type_traits>
 
-#include "daemon/clock.h"
-#include "daemon/result.h"
+#include "daemon/base/clock.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "enforce/check_appl.h"
 #include "enforce/schedule.h"
 #include "govern/get_snapshot.h"
 #include "govern/snapshot_walk.h"
 #include "govern/sweep.h"
 #include "log/report.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
@@ -20,7 +19,7 @@ namespace {
 constexpr uint32_t microseconds = 1000000;
 
 // Without the local time of day it is not known which rules apply, so the pass must not go on.
-int32_t take_clock(glob_struct *glob) {
+int32_t set_snapshot_time(glob_struct *glob) {
     tm calendar{};
     const int code = local_time(static_cast<time_t>(glob->summary.snap_time), &calendar);
     if (code != 0) {
@@ -34,7 +33,7 @@ int32_t take_clock(glob_struct *glob) {
 }
 
 // Whether this is an accounting pass; if so, the next one is due an accounting interval later.
-bool take_accounting_turn(glob_struct *glob) {
+bool begin_accounting_pass(glob_struct *glob) {
     if (glob->account_interval == 0 ||
         glob->snap_time - glob->last_account_time < glob->account_interval)
         return false;
@@ -106,42 +105,40 @@ int32_t log_application_figures(glob_struct *glob, const appl_snapshot *record,
          unsigned_decimal(t[3], record->system_cpu_us)});
 }
 
-// How a part of the pass ended: a failure of sweep_first is one of a DEBUG record.
-struct outcome {
-    int32_t code;
-    bool sweep_first;
-};
-
 int32_t fail_malformed(glob_struct *glob) {
     report_error(glob, location::govern_malformed, message::snapshot_malformed);
     return result::monitor;
 }
 
-outcome evaluate_applications(glob_struct *glob, int32_t account_due) {
+// Results: as govern's. *debug_failed: a failure was that of a DEBUG record.
+int32_t evaluate_applications(glob_struct *glob, int32_t account_due, bool *debug_failed) {
     snapshot_bytes bytes{glob->snap_buf, glob->snap_buf != nullptr ? glob->snap_buf_size : 0};
     const uint32_t records = glob->summary.num_records;
     for (uint32_t i = 0; i < records; ++i) {
         const appl_snapshot *record = nullptr;
         addl_appl_info_struct info{};
         if (!next_application(bytes, &record) || !derive_figures(glob, record, bytes, &info))
-            return {fail_malformed(glob), false};
+            return fail_malformed(glob);
         const int32_t logged = log_application_figures(glob, record, info);
-        if (logged != result::ok)
-            return {logged, true};
+        *debug_failed = logged != result::ok;
+        if (*debug_failed)
+            return logged;
         const int32_t checked = check_appl(glob, record, &info, account_due);
         if (checked != result::ok)
-            return {checked, false};
+            return checked;
     }
-    return {schedule(glob), false};
+    return schedule(glob);
 }
 
-outcome evaluate_snapshot(glob_struct *glob, int32_t account_due) {
+// The same for the whole snapshot.
+int32_t evaluate_snapshot(glob_struct *glob, int32_t account_due, bool *debug_failed) {
     if (glob->debug_level >= 2) {
         const int32_t logged = log_snapshot_figures(glob);
-        if (logged != result::ok)
-            return {logged, true};
+        *debug_failed = logged != result::ok;
+        if (*debug_failed)
+            return logged;
     }
-    return evaluate_applications(glob, account_due);
+    return evaluate_applications(glob, account_due, debug_failed);
 }
 
 }  // namespace
@@ -159,14 +156,15 @@ int32_t govern(glob_struct *glob) {
     }
     if (taken != result::ok)
         return taken;
-    const int32_t clocked = take_clock(glob);
-    if (clocked != result::ok)
-        return clocked;
-    const bool accounting = take_accounting_turn(glob);
-    const outcome evaluated = evaluate_snapshot(glob, accounting ? 1 : 0);
-    if (evaluated.code == result::ok || evaluated.sweep_first)
+    const int32_t timed = set_snapshot_time(glob);
+    if (timed != result::ok)
+        return timed;
+    const bool accounting = begin_accounting_pass(glob);
+    bool debug_failed = false;
+    const int32_t evaluated = evaluate_snapshot(glob, accounting ? 1 : 0, &debug_failed);
+    if (evaluated == result::ok || debug_failed)
         sweep(glob, accounting);
-    return evaluated.code;
+    return evaluated;
 }
 
 }  // namespace ravelo

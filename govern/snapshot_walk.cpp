@@ -5,6 +5,9 @@
 namespace ravelo {
 namespace {
 
+// The library may place a record at any address of the buffer.
+static_assert(alignof(appl_snapshot) == 1 && alignof(l_snapshot) == 1);
+
 // What the record at the beginning of bytes says of itself.
 snapshot_header header_of(snapshot_bytes bytes) {
     snapshot_header header;

@@ -3,10 +3,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <span>
 
-#include "govern/snapshot_records.h"
+#include "govern/interface/snapshot_records.h"
 
 namespace ravelo {
 

@@ -1,7 +1,7 @@
 // The end of a governing pass: what the pass did not confirm is dropped.
 #pragma once
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 
 namespace ravelo {
 

@@ -1,8 +1,10 @@
 #include "log/format_check.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 
-#include "log/text.h"
+#include "daemon/base/text.h"
 
 namespace ravelo {
 namespace {
@@ -73,16 +75,14 @@ bool format_with_text(std::span<char> field, const char *format, const char *arg
 
 bool format_with_integers(std::span<char> field, const char *format,
                           std::span<const int32_t> values) {
-    const auto &v = values;
-    int length = -1;
-    if (v.size() == 9) {
-        length = std::snprintf(field.data(), field.size(), format, v[0], v[1], v[2], v[3], v[4],
-                               v[5], v[6], v[7], v[8]);
-    } else if (v.size() == 11) {
-        length = std::snprintf(field.data(), field.size(), format, v[0], v[1], v[2], v[3], v[4],
-                               v[5], v[6], v[7], v[8], v[9], v[10]);
-    }
-    return formatted(field, length);
+    std::array<int32_t, most_integers> v{};
+    if (values.size() > v.size())
+        return false;
+    std::copy(values.begin(), values.end(), v.begin());
+    // The format takes as many as were checked to be in it.
+    return formatted(
+        field, std::snprintf(field.data(), field.size(), format, v[0], v[1], v[2], v[3], v[4], v[5],
+                             v[6], v[7], v[8], v[9], v[10], v[11], v[12], v[13], v[14], v[15]));
 }
 
 }  // namespace ravelo

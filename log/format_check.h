@@ -20,7 +20,8 @@ enum class conversion { text, integer };
 [[nodiscard]] bool format_with_text(std::span<char> field, const char *format,
                                     const char *argument);
 
-// The same with 9 or 11 integers; any other number of values is refused.
+// The same with integers; more than most_integers are refused.
+constexpr size_t most_integers = 16;
 [[nodiscard]] bool format_with_integers(std::span<char> field, const char *format,
                                         std::span<const int32_t> values);
 

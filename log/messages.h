@@ -1,4 +1,4 @@
-// Numbers of the daemon's own messages, whose texts are in the catalog "ravelo.mo".
+// Numbers of the daemon's own messages, whose texts are in dbm_daemon_catalog.
 // The comment behind each number names its tokens.
 #pragma once
 
@@ -94,8 +94,5 @@ enum class message : long {
     uowtime_breached = 1087,   // value
     forced = 1088,             // applname, authid, appl id, aux number, line, reason
 };
-
-constexpr const char *own_catalog = "ravelo.mo";
-constexpr const char *manager_catalog = "ozusql.mo";
 
 }  // namespace ravelo

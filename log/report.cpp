@@ -1,16 +1,17 @@
 #include "log/report.h"
 
-#include "daemon/files.h"
+#include "daemon/base/files.h"
+#include "daemon/base/text.h"
+#include "govern/interface/constants.h"
 #include "log/format_check.h"
-#include "log/sqlca.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
 
 void fetch_text(char (&buffer)[message_size], const char *catalog, const sqlca *ca) {
     buffer[0] = '\0';  // a call that gives nothing must not leave the text before it standing
-    (void)dbm_message_text(buffer, message_size, 0, catalog, ca);  // whatever it gave is the text
+    // Whatever it gave is the text.
+    (void)dbm_message_text(buffer, message_size, dbm_no_line_breaks, catalog, ca);
     buffer[message_size - 1] = '\0';
 }
 
@@ -26,10 +27,28 @@ void show_value(glob_struct *glob, std::string_view value) {
 
 }  // namespace
 
+int prep_sqlca(sqlca *ca, message number, const char *component,
+               std::span<const std::string_view> tokens) {
+    const size_t count = std::min<size_t>(tokens.size(), dbm_most_tokens);
+    // The library takes the address of token 0 and finds token i at i entries below it.
+    std::array<message_token, dbm_most_tokens> table{};
+    for (size_t i = 0; i < count; ++i) {
+        constexpr size_t longest = std::numeric_limits<uint16_t>::max();
+        message_token &entry = table[dbm_most_tokens - 1 - i];
+        entry.length = static_cast<uint16_t>(std::min(tokens[i].size(), longest));
+        entry.text = tokens[i].data();
+    }
+    if (component != nullptr)
+        std::memcpy(ca->sqlerrp, component, sizeof(ca->sqlerrp));
+    std::memset(ca->sqlstate, ' ', sizeof(ca->sqlstate));
+    return dbm_prepare_sqlca(ca, static_cast<short>(count), static_cast<long>(number),
+                             &table.back());
+}
+
 void message_text(glob_struct *glob, message number, token_list tokens,
                   char (&buffer)[message_size]) {
     (void)prep_sqlca(&glob->msg_sqlca, number, nullptr, {tokens.begin(), tokens.size()});
-    fetch_text(buffer, own_catalog, &glob->msg_sqlca);
+    fetch_text(buffer, dbm_daemon_catalog, &glob->msg_sqlca);
 }
 
 void report_text(glob_struct *glob, message number, token_list tokens) {
@@ -81,8 +100,8 @@ void report_error_text(glob_struct *glob, location where) {
 
 void report_manager_error(glob_struct *glob, location where, std::string_view request) {
     glob->out_line[0] = '\0';
-    const int length =
-        dbm_message_text(glob->out_line, message_size, 0, manager_catalog, &glob->api_sqlca);
+    const int length = dbm_message_text(glob->out_line, message_size, dbm_no_line_breaks,
+                                        dbm_manager_catalog, &glob->api_sqlca);
     glob->out_line[message_size - 1] = '\0';
     if (length <= 0) {
         report_error(glob, where, message::request_failed,

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 #include "log/locations.h"
 #include "log/messages.h"
 #include "log/write_log.h"
@@ -15,6 +15,12 @@
 namespace ravelo {
 
 using token_list = std::initializer_list<std::string_view>;
+
+// Packs a message number and at most dbm_most_tokens tokens into *ca (a surplus is not passed on).
+// component: 8 bytes for sqlerrp, or null to keep what is there. sqlstate becomes 5 blanks.
+// Returns the result of dbm_prepare_sqlca; no caller depends on it.
+int prep_sqlca(sqlca *ca, message number, const char *component,
+               std::span<const std::string_view> tokens);
 
 // The text of a message into buffer: at most 399 bytes, empty when there is none, as the library
 // gives it. What is written of it to the log is one line.
@@ -29,7 +35,7 @@ void report_text(glob_struct *glob, message number, token_list tokens);
 void report_text_with(glob_struct *glob, message number, token_list tokens, const char *argument);
 
 // The same for a message without tokens whose text is a format with as many integer conversions as
-// there are values (9 or 11).
+// there are values.
 void report_text_with(glob_struct *glob, message number, std::span<const int32_t> values);
 
 // Writes an event record (no location). Results: those of write_log.

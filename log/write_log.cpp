@@ -2,35 +2,30 @@
 
 #include <cstdio>
 
-#include "daemon/clock.h"
-#include "daemon/files.h"
-#include "daemon/result.h"
+#include "daemon/base/clock.h"
+#include "daemon/base/files.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
+#include "log/columns.h"
 #include "log/report.h"
 #include "log/system_log.h"
-#include "log/text.h"
 
 namespace ravelo {
 namespace {
 
 // Room for the prefix, the location and a whole text.
 constexpr size_t line_size = message_size + 100;
-constexpr uint32_t no_handle = UINT32_MAX;
 
 bool is_open(const glob_struct *glob) {
-    return glob->log_handle != 0 && glob->log_handle != no_handle;
+    return glob->log_handle != 0;
 }
 
 bool copied_to_system_log(std::string_view type) {
     return type == record_type::error || type == record_type::warning;
 }
 
-// Opens the log if it is not open or no longer there, and moves to its end. A daemon that was
-// killed, or a full disk, may have left half a line there: the next record gets one of its own, and
-// is not written where *code says that this failed.
-int32_t open_log(glob_struct *glob, int *code) {
-    *code = 0;
-    if (is_open(glob) && file_exists(glob->log_file_name))
-        return result::ok;
+// Opens the log and moves to its end. Results: 0; -2, reported on standard error.
+int32_t open_log(glob_struct *glob) {
     (void)close_log(glob);  // the file has vanished and what was written to it has been checked
     const int open_code = open_or_create(glob->log_file_name, &glob->log_handle);
     if (open_code != 0) {
@@ -45,9 +40,14 @@ int32_t open_log(glob_struct *glob, int *code) {
         (void)close_log(glob);  // the next record opens it anew
         return result::file;
     }
-    if (ends_in_partial_line(glob->log_file_name))
-        *code = write_all(glob->log_handle, "\n");
     return result::ok;
+}
+
+// A daemon that was killed, or a full disk, may have left half a line at the log's end: the next
+// record gets one of its own. Results: 0, or the system's error code, the log's end being no place
+// for a record then.
+int end_partial_line(const glob_struct *glob) {
+    return ends_in_partial_line(glob->log_file_name) ? write_all(glob->log_handle, "\n") : 0;
 }
 
 // What a record line is made of, besides its text.
@@ -60,8 +60,9 @@ struct record_frame {
 // Formats one record line. The line has room for any frame with a whole text.
 std::string_view format_line(const glob_struct *glob, const record_frame &frame, const char *text,
                              char (&line)[line_size]) {
-    (void)std::snprintf(line, line_size, "%s %4d %-10.*s %s%s\n", frame.timestamp,
-                        static_cast<int>(glob->node_num), static_cast<int>(frame.type.size()),
+    (void)std::snprintf(line, line_size, "%s %*d %-*.*s %s%s\n", frame.timestamp,
+                        print_width(record_columns::node), static_cast<int>(glob->node_num),
+                        print_width(record_columns::type), static_cast<int>(frame.type.size()),
                         frame.type.data(), frame.prefix, text);
     return text_of(line);
 }
@@ -72,7 +73,7 @@ int write_line(const glob_struct *glob, const record_frame &frame, const char *t
 }
 
 // The time of the record; the placeholder when there is none. Returns the clock's error code.
-int take_timestamp(char (&timestamp)[timestamp_size]) {
+int show_current_time(char (&timestamp)[timestamp_size]) {
     time_t now = 0;
     const int code = current_time(&now);
     if (code == 0)
@@ -111,34 +112,35 @@ int32_t write_log(glob_struct *glob, std::string_view type, location where) {
         write_standard_error(text_of(line));
         return result::ok;
     }
-    int code = 0;
-    const int32_t opened = open_log(glob, &code);
-    const bool at_line_start = code == 0;
-    if (opened != result::ok)
-        return opened;
+    int line_code = 0;  // not 0: no record can be written
+    if (!is_open(glob) || !file_exists(glob->log_file_name)) {
+        const int32_t opened = open_log(glob);
+        if (opened != result::ok)
+            return opened;
+        line_code = end_partial_line(glob);
+    }
 
     char prefix[20] = "";
     if (where != location::none)
         (void)std::snprintf(prefix, sizeof(prefix), "(%d) ", static_cast<int>(where));
     char timestamp[timestamp_size];
-    const int clock_code = take_timestamp(timestamp);
+    const int clock_code = show_current_time(timestamp);
     const record_frame frame{timestamp, type, prefix};
-    if (at_line_start)
-        code = write_line(glob, frame, glob->msg_text);
+    const int record_code = line_code != 0 ? line_code : write_line(glob, frame, glob->msg_text);
+    int second_code = 0;
     int32_t outcome = result::ok;
     if (clock_code != 0) {
         report_text(glob, message::clock_failed, {decimal(glob->msg_token, clock_code)});
         blank_controls({glob->msg_text, text_of(glob->msg_text).size()});
         // Like the record before it: the clock's failure is what counts now.
         const record_frame second{timestamp, record_type::error, ""};
-        const int second_code = at_line_start ? write_line(glob, second, glob->msg_text) : code;
-        code = code != 0 ? code : second_code;
+        second_code = line_code != 0 ? line_code : write_line(glob, second, glob->msg_text);
         outcome = result::manager;
-    } else if (code != 0) {
-        show_lost_record(glob, code, frame);
+    } else if (record_code != 0) {
+        show_lost_record(glob, record_code, frame);
         outcome = result::file;
     }
-    if (code != 0)
+    if (record_code != 0 || second_code != 0)
         (void)close_log(glob);  // opening it again looks for a line that was cut off
     if (copied_to_system_log(type))
         copy_to_system_log(glob, frame);

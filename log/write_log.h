@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "daemon/glob_struct.h"
+#include "daemon/base/glob_struct.h"
 #include "log/locations.h"
 
 namespace ravelo {

@@ -21,7 +21,7 @@ def marks(text):
     return sorted(m for m in found if m not in ("%s", "%d")), [m for m in found if m in ("%s", "%d")]
 
 
-codes = dict(re.findall(r"int(?:32_t)? (\w+) = -?(\d+);", (dbm / "codes.h").read_text()))
+codes = dict(re.findall(r"int(?:32_t)? (\w+) = -?(\d+);", (dbm / "codes.h").read_text() + (dbm / "common/files.h").read_text()))
 codes["node_unknown"] = "9006"  # the code of that name, not the SQL code
 named = set(re.findall(r"^    \{(?:\w+::)?(\w+), ", (dbm / "code_words.cpp").read_text(), re.M))
 for folder in sorted(p for p in (dbm / "catalogs").iterdir() if p.name != "en"):

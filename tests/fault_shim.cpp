@@ -23,7 +23,8 @@
 #include <utility>
 #include <vector>
 
-#include "govern/dbm.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
 
 namespace {
 
@@ -125,6 +126,14 @@ void note_strike(const std::string &code) {
     append_line(state().count_file, line);
 }
 
+void run_commands() {
+    (void)unsetenv("LD_PRELOAD");  // the shell's calls are to succeed
+    const std::string folder = "cd '" + environment("DBM_INSTANCE") + "' && ";
+    // NOLINTNEXTLINE(cert-env33-c): that a shell runs them is the point
+    if (std::system((folder + ". ./during").c_str()) != 0)
+        std::abort();  // which the scenario sees
+}
+
 bool fits(const Rule &rule, const std::string &call, const std::string &subject, bool counts) {
     if (rule.call == "*" ? !counts : rule.call != call)
         return false;
@@ -157,15 +166,13 @@ std::optional<std::string> struck(const char *symbol, const void *caller, const 
             rule.call = call;  // for good means this call from now on, not every one
         if (counts && !state().count_file.empty())
             note_strike(rule.code);
-        code = rule.code;
+        if (rule.code == "RUN")
+            run_commands();
+        else
+            code = rule.code;
     }
     if (code == "KILL")
         (void)raise(SIGKILL);
-    if (code == "REQUEST") {
-        const std::string status = subject.substr(0, subject.size() - 1) + "A";
-        (void)std::rename(status.c_str(), subject.c_str());
-        code.reset();
-    }
     errno = saved;
     return code;
 }
@@ -193,9 +200,10 @@ int fail_request(const std::string &code, sqlca *ca) {
 }
 
 std::string plain_message(long message, int count, const message_token *first) {
-    std::string text = "#" + std::to_string(message);
+    std::string text = "#";
+    text += std::to_string(message);
     for (int i = 0; i < count; ++i)
-        text += "|" + std::string((first - i)->text, (first - i)->length);
+        text.append("|").append((first - i)->text, (first - i)->length);
     for (int i = 0; i < (message == 1069 ? 9 : message == 1070 ? 11 : 0); ++i)
         text += "|%d";
     return message == 1031 || message == 1036 || message == 1039 ? text + "|%s" : text;
@@ -204,6 +212,13 @@ std::string plain_message(long message, int count, const message_token *first) {
 [[gnu::destructor]] void write_count() {
     if (!environment("RAVELO_FAULT_COUNT").empty())
         append_line(state().count_file, "calls " + std::to_string(state().calls));
+}
+
+void keep_system_log(int priority, const char *format, va_list arguments) {
+    char text[4096];
+    (void)std::vsnprintf(text, sizeof(text), format, arguments);
+    const char *const mark = std::strcmp(format, "%s") != 0 ? "FORMAT!" : "";
+    append_line(state().system_log, mark + std::to_string(priority) + "|" + text);
 }
 
 }  // namespace
@@ -292,7 +307,7 @@ HOOK(dbm_message_text, int, char *text, int width, int wrap, const char *catalog
     FIND_NEXT(dbm_message_text);
     if (const auto code = STRUCK(dbm_message_text, catalog))
         return fail_request(*code, nullptr);
-    if (!state().plain || std::strcmp(catalog, "ravelo.mo") != 0)
+    if (!state().plain || std::strcmp(catalog, dbm_daemon_catalog) != 0)
         return next(text, width, wrap, catalog, ca);
     const std::string &plain = state().messages[ca];
     return std::min(std::snprintf(text, static_cast<size_t>(width), "%s", plain.c_str()),
@@ -347,11 +362,15 @@ HOOK(TIMED(ppoll, __ppoll64), int, pollfd *files, nfds_t count, const timespec *
 HOOK(syslog, void, int priority, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    char text[4096];
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started two lines above
-    (void)std::vsnprintf(text, sizeof(text), format, arguments);
+    keep_system_log(priority, format, arguments);
     va_end(arguments);
-    const char *const mark = std::strcmp(format, "%s") != 0 ? "FORMAT!" : "";
-    append_line(state().system_log, mark + std::to_string(priority) + "|" + text);
+}
+
+// What fortified code calls instead.
+HOOK(__syslog_chk, void, int priority, int, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    keep_system_log(priority, format, arguments);
+    va_end(arguments);
 }
 // NOLINTEND(bugprone-macro-parentheses,cert-dcl50-cpp)

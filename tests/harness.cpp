@@ -1,6 +1,9 @@
 #include "tests/harness.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -19,6 +22,7 @@ namespace ravelo::test {
 namespace {
 
 constexpr int inherited_step_fd = 100;
+constexpr int inherited_shim_fd = 101;  // a path to preload may hold no blank
 
 std::string whole_file(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
@@ -48,7 +52,7 @@ void set_environment(const TempInstance &instance, const Options &options) {
     const char *const sanitizer = getenv("ASAN_OPTIONS");
     std::map<std::string, std::string> values{
         {"DBM_INSTANCE", std::filesystem::path(instance.path("log")).parent_path()},
-        {"LD_PRELOAD", RAVELO_FAULT_SHIM},
+        {"LD_PRELOAD", "/proc/self/fd/" + std::to_string(inherited_shim_fd)},
         {"ASAN_OPTIONS", std::string(sanitizer ? sanitizer : "") + ":verify_asan_link_order=0"},
         {"TZ", "UTC"},
         {"LC_ALL", "C"},
@@ -64,6 +68,11 @@ void set_environment(const TempInstance &instance, const Options &options) {
 }
 
 }  // namespace
+
+int rounds(int in_full, int in_short) {
+    static const bool in_full_asked = getenv("RAVELO_LONG") != nullptr;
+    return in_full_asked ? in_full : in_short;
+}
 
 std::vector<LogLine> parse_log(const std::string &text) {
     static const std::regex form(
@@ -206,8 +215,9 @@ Daemon::Daemon(const TempInstance &instance, const Options &options, Lines words
     if (pid_ == 0) {
         (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
         set_environment(instance, options);
-        if (dup2(out_, STDOUT_FILENO) >= 0 && dup2(err_, STDERR_FILENO) >= 0 &&
-            dup2(ends[1], inherited_step_fd) >= 0)
+        const int shim = open(RAVELO_FAULT_SHIM, O_RDONLY | O_CLOEXEC);
+        if (shim >= 0 && dup2(shim, inherited_shim_fd) >= 0 && dup2(out_, STDOUT_FILENO) >= 0 &&
+            dup2(err_, STDERR_FILENO) >= 0 && dup2(ends[1], inherited_step_fd) >= 0)
             (void)execv(RAVELOD, arguments.data());
         _exit(127);
     }

@@ -16,6 +16,10 @@ namespace ravelo::test {
 
 constexpr int patience_ms = 60000;
 
+// How many rounds a test takes, or how far apart they are: where RAVELO_LONG is set, the first; in
+// a plain run, which is to be quick, the second.
+[[nodiscard]] int rounds(int in_full, int in_short);
+
 using Lines = std::vector<std::string>;
 
 // How a program is run.
@@ -31,7 +35,7 @@ using Lines = std::vector<std::string>;
 //            descriptors 0 to 2 never fail.
 //   code     an errno name or number; for dbm_ operations result or result/SQL code; FAIL what
 //            suits the call; KILL ends the process at the call; for write, SHORT writes half;
-//            REQUEST makes the stop request that the call is about, and lets the call go on
+//            RUN runs the instance's file "during", commands of a shell, and lets the call go on
 struct Options {
     std::string faults{};
     bool plain = true;                // messages as "#number|token|token" instead of their texts
@@ -151,6 +155,7 @@ class Daemon {
     const Outcome &wait_exit();
     // Runs the stop command, which has to succeed, and waits for the end.
     const Outcome &stop();
+    [[nodiscard]] pid_t pid() const { return pid_; }
 
   private:
     char event();

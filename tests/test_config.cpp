@@ -1,4 +1,5 @@
 // The configuration language: what is refused, with which message, where, and on which line.
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "tests/harness.h"
@@ -98,6 +99,8 @@ TEST(Reader, RefusesSelectionClauses) {
         {d + "time 12 9:00 " + rule, "(5010) #1027|time|12|2"},
         {d + "time 99999999999999999999:0 9:00 " + rule,
          "(5010) #1027|time|99999999999999999999:0|2"},
+        {d + "time -1:00 9:00 " + rule, "(5010) #1027|time|-1:00|2"},
+        {d + "time 8:-5 9:00 " + rule, "(5010) #1027|time|8:-5|2"},
         {d + "time 8:00 12:60 " + rule, "(5020) #1027|time|12:60|2"},
         {d + "time 8:00 08:00 " + rule, "(5030) #1048|2"},
         {d + "time 8:00 9:00 time " + rule, "(5040) #1045|TIME|time|2"},

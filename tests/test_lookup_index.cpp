@@ -2,17 +2,20 @@
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <memory>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "config/rule_index.h"
-#include "daemon/lookup_index.h"
+#include "daemon/base/lookup_index.h"
+#include "daemon/base/text.h"
 #include "enforce/appl_texts.h"
-#include "enforce/applying_rules.h"
-#include "enforce/nice_lanes.h"
+#include "enforce/decide.h"
+#include "enforce/nice_appl.h"
 #include "govern/sweep.h"
-#include "log/text.h"
 
 namespace ravelo::test {
 namespace {
@@ -61,12 +64,13 @@ TEST(LookupIndex, FindsTheNewestOfEveryKeyThroughAllChanges) {
 }
 
 TEST(LookupIndex, RefusesToGrowBeyondWhatItCanCount) {
-    lookup_index<Item> index{nullptr, 1U << 31U, 1U << 30U};
+    lookup_index<Item>::slot first = {};
+    lookup_index<Item> index{&first, 1U << 31U, 1U << 30U};
     EXPECT_EQ(reserve_index(index), ENOMEM);
     EXPECT_EQ(index.capacity, 1U << 31U);
 }
 
-TEST(NiceLanes, KeepTheListInOrderThroughAllChanges) {
+TEST(NiceList, StaysInOrderThroughAllChanges) {
     const auto glob = std::make_unique<glob_struct>();
     init_glob(glob.get());
     std::vector<niceapp_struct *> list;  // largest id first, of equals the newest
@@ -75,7 +79,6 @@ TEST(NiceLanes, KeepTheListInOrderThroughAllChanges) {
             const uint32_t id = below(2000);
             const auto place = std::find_if(list.begin(), list.end(),
                                             [=](auto *entry) { return entry->agent_id <= id; });
-            ASSERT_EQ(*place_in_nice_list(glob.get(), id), place != list.end() ? *place : nullptr);
             list.insert(place, create_niceapp(glob.get(), id));
         }
         std::erase_if(list, [](auto *entry) { return (entry->seen = below(5) != 0) == 0; });
@@ -85,13 +88,14 @@ TEST(NiceLanes, KeepTheListInOrderThroughAllChanges) {
             ASSERT_EQ(entry, list[i]) << pass;
         ASSERT_EQ(entry, nullptr);
     }
-    EXPECT_NE(glob->nice_lanes[1], nullptr);
-    release_nice_lanes(glob.get());
     release_index(glob->nice_index);
     release_list(&glob->nice_list, &niceapp_struct::next);
 }
 
-TEST(RuleIndex, FindsTheRulesThatTheirListsSay) {
+// Limits and figures: none, lifted, at both ends, and so close that they often meet.
+constexpr int32_t edges[] = {0, -1, 1, 2, 3, 5, 8, 9, INT32_MAX, 4};
+
+TEST(RuleIndex, DecidesAsTheRulesOneByOne) {
     const auto glob = std::make_unique<glob_struct>();
     for (const uint32_t rules : {1U, 64U, 65U, 200U}) {
         init_glob(glob.get());
@@ -103,28 +107,39 @@ TEST(RuleIndex, FindsTheRulesThatTheirListsSay) {
             if (below(2) != 0)
                 std::swap(rule->start_time, rule->end_time);
             for (id_node **end : {&rule->authid_list, &rule->applname_list})
-                for (uint32_t names = below(4) * 10 + (i == 0 ? 16 : 0); names-- > 0;)
-                    ASSERT_EQ(append_name(&end, std::to_string(below(300)).c_str()), 0);
+                for (uint32_t names = below(3) * 10; names-- > 0;)
+                    ASSERT_EQ(append_name(&end, std::to_string(below(30)).c_str()), 0);
+            for (const limit_row &limit : limits)
+                rule->*limit.field = edges[below(std::size(edges))];
         }
         index_rules(glob.get());
-        ASSERT_NE(glob->rules_by_name, nullptr);
-        rule_index *const index = glob->rules_by_name;
-        for (int i = 0; i < 500; ++i) {
+        ASSERT_NE(glob->rules_index, nullptr);
+        rule_index *const index = glob->rules_index;
+        for (int i = 0; i < 2000; ++i) {
             appl_texts texts{};
-            cut_text(texts.auth_id, std::to_string(below(320)));
-            cut_text(texts.appl_name, std::to_string(below(320)));
+            cut_text(texts.auth_id, std::to_string(below(32)));
+            cut_text(texts.appl_name, std::to_string(below(32)));
             glob->snap_hhmm = below(2) != 0 ? 900 : 1300;
-            std::vector<const config_restrict *> found[2];
-            for (auto &applying : found) {
-                rule_cursor cursor = applying_rules(glob.get(), &texts);
-                while (const config_restrict *rule = next_rule(&cursor))
-                    applying.push_back(rule);
-                glob->rules_by_name = glob->rules_by_name == nullptr ? index : nullptr;
-            }
-            ASSERT_EQ(found[0], found[1]) << rules;
+            glob->snap_time = 100;
+            const auto figure = [&] {
+                return static_cast<uint32_t>(edges[below(std::size(edges))]);
+            };
+            appl_snapshot record{};
+            record.locks_held = figure();
+            record.rows_selected = figure();
+            record.rows_read = figure();
+            record.idle_time = figure();
+            record.uow_start = 90 + below(20);
+            const addl_appl_info_struct info{0, 0, figure(), 0};
+            const decision by_index = decide(glob.get(), texts, &record, &info);
+            glob->rules_index = nullptr;
+            const decision one_by_one = decide(glob.get(), texts, &record, &info);
+            glob->rules_index = index;
+            ASSERT_EQ(by_index.breached, one_by_one.breached) << rules;
+            ASSERT_EQ(by_index.rule, one_by_one.rule) << rules;
         }
         release_rules(glob.get());
-        EXPECT_EQ(glob->rules_by_name, nullptr);
+        EXPECT_EQ(glob->rules_index, nullptr);
     }
 }
 
@@ -136,7 +151,7 @@ TEST(ApplTexts, EndAtTheFirstBlankAndHoldZerosBehind) {
                 "abcdefgh"[below(16)];  // few blanks
         appl_texts texts;
         std::memset(&texts, 'x', sizeof(texts));
-        take_texts(&record, &texts);
+        copy_texts(&record, &texts);
         std::string cut(record.appl_id, sizeof(record.appl_id));
         cut.resize(std::min(cut.find_first_of(std::string_view("\0 ", 2)), cut.size()));
         cut.resize(sizeof(texts.appl_text));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
+#include <tuple>
 
 #include "tests/harness.h"
 
@@ -43,6 +44,7 @@ TEST(CommandLine, IsChecked) {
         {{"validate", "db", x254}, 254, "#1023|" + x254 + "|2\n"},
         {{"stop", "db", "12345"}, 2, "\nravelod: #1005|DB|12345\n"},
         {{"stop", "db", "123456"}, 2, "\nravelod: #1005|DB|1234\n"},
+        {{"stop", "\x1B[m\x7F", "\t\n"}, 2, "\nravelod: #1005| [M |  \n"},
         {{"stop", "eightchr", ""}, 2, "\nravelod: #1005|EIGHTCHR|\n"},
     };
     for (const Case &one : cases) {
@@ -98,13 +100,26 @@ TEST(StatusFile, IsNamedAndHeldAsAgreed) {
         ASSERT_TRUE(daemon.pass());
         const std::string status = "tmp/" + one.name + ".GDA";
         EXPECT_EQ(instance.read(status), "GOVERNOR STATUS FILE");
-        struct stat info {};
+        struct stat info = {};
         ASSERT_EQ(stat(instance.path(status).c_str(), &info), 0);
         EXPECT_EQ(info.st_mode & 07777U, 0640U);
         EXPECT_EQ(instance.log()[0].node, one.shown);
         EXPECT_EQ(daemon.stop().status, 0);
         EXPECT_TRUE(std::filesystem::exists(instance.path("tmp/" + one.name + ".GDB")));
         EXPECT_FALSE(std::filesystem::exists(instance.path(status)));
+    }
+}
+
+TEST(StatusFile, NameHasAtMost254Bytes) {
+    for (const size_t length : {254U, 255U}) {
+        const TempInstance instance;
+        std::string folder = std::filesystem::canonical(instance.path("")).string() + "/";
+        folder.resize(length - std::string("/tmp/SAMPLE.0.GDA").size(), 'x');
+        std::filesystem::create_directory(folder);
+        const Outcome outcome =
+            instance.run({"stop", "sample", "0"}, {.env = {{"DBM_INSTANCE", folder}}});
+        EXPECT_EQ(outcome.err,
+                  length == 254 ? "\nravelod: #1005|SAMPLE|0\n" : "\nravelod: #1019\n");
     }
 }
 
@@ -134,7 +149,7 @@ TEST(StatusFile, FailuresOfTheStop) {
 }
 
 TEST(StatusFile, OfTwoThatRaceExactlyOneWins) {
-    for (int round = 0; round < 200; ++round) {
+    for (int round = rounds(200, 50); round > 0; --round) {
         const TempInstance instance;
         instance.config(quiet);
         instance.recording(Recording().snapshot(1000));

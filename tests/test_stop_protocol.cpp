@@ -5,6 +5,8 @@
 #include <memory>
 #include <sys/file.h>
 #include <thread>
+#include <unistd.h>
+#include <utility>
 
 #include "tests/harness.h"
 
@@ -42,7 +44,8 @@ TEST_F(StopProtocol, DaemonThatHasNotSeenItsRequestKeepsOthersOut) {
 }
 
 TEST_F(StopProtocol, RequestMadeDuringTheClaimIsKept) {
-    Daemon daemon(instance, {.faults = "open:GDB@1=REQUEST"});
+    instance.write("during", "mv tmp/SAMPLE.0.GDA tmp/SAMPLE.0.GDB\n");
+    Daemon daemon(instance, {.faults = "open:GDB@1=RUN"});
     EXPECT_EQ(daemon.wait_exit().status, 0);
     EXPECT_EQ(of_type(instance.log()), (Lines{"START #1063|SAMPLE", "STOP Database = SAMPLE."}));
     EXPECT_TRUE(exists(instance.stop_file()));
@@ -81,11 +84,12 @@ TEST_F(StopProtocol, FolderLockIsNotWaitedForEver) {
     EXPECT_EQ(close(folder), 0);
 }
 
-TEST_F(StopProtocol, FiveHundredRestartsWithoutAPause) {
+TEST_F(StopProtocol, RestartsWithoutAPause) {
     auto current = std::make_unique<Daemon>(instance);
     ASSERT_TRUE(current->pass());
     size_t refused = 0;
-    for (int round = 0; round < 500; ++round) {
+    const int restarts = rounds(500, 100);
+    for (int round = 0; round < restarts; ++round) {
         ASSERT_EQ(instance.run({"stop", "sample", "0"}).status, 0);
         std::thread ending([&] { EXPECT_EQ(current->wait_exit().status, 0); });
         auto next = std::make_unique<Daemon>(instance);
@@ -105,7 +109,7 @@ TEST_F(StopProtocol, FiveHundredRestartsWithoutAPause) {
             continue;
         ASSERT_EQ(line.type, place++ % 2 == 0 ? "START" : "STOP") << "two daemons at once";
     }
-    EXPECT_EQ(place, 1002U);
+    EXPECT_EQ(place, 2U + 2U * static_cast<size_t>(restarts));
 }
 
 }  // namespace

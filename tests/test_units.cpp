@@ -1,16 +1,24 @@
 // What can't be seen well from outside: bounded texts, format checks, snapshot walking, ranking.
 #include <algorithm>
+#include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
+#include "daemon/base/files.h"
+#include "daemon/base/sqlca.h"
+#include "daemon/base/text.h"
+#include "dbm/common/files.h"
 #include "enforce/ranking.h"
 #include "govern/snapshot_walk.h"
 #include "log/format_check.h"
-#include "log/sqlca.h"
-#include "log/text.h"
+#include "tests/harness.h"
 
 namespace ravelo::test {
 namespace {
@@ -81,6 +89,33 @@ TEST(FormatCheck, TakesExactlyTheConversionsThatBelong) {
     }
 }
 
+// With half a line of four bytes that is all there is room for, before nothing or another's line.
+TEST(HalfALine, IsTakenBackUnlessAnothersFollows) {
+    using writer = int (*)(int fd, std::string_view text);
+    const writer daemons = [](int fd, std::string_view text) {
+        return write_all(static_cast<uint32_t>(fd), text);
+    };
+    for (const writer write_line : {daemons, writer(dbm::write_line)})
+        for (const std::string behind : {"", "1234another's\n"}) {
+            const TempInstance instance;
+            const std::string path = instance.write("file", "line" + behind);
+            const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+            ASSERT_GE(fd, 0);
+            EXPECT_EQ(lseek(fd, 4, SEEK_SET), 4);
+            const auto before = std::signal(SIGXFSZ, SIG_IGN);
+            rlimit usual{};
+            EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+            const rlimit eight{8, usual.rlim_max};
+            EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &eight), 0);
+            const int code = write_line(fd, "half a line\n");
+            EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
+            (void)std::signal(SIGXFSZ, before);
+            EXPECT_NE(code, 0);
+            EXPECT_EQ(close(fd), 0);
+            EXPECT_EQ(instance.read("file"), behind.empty() ? "line" : "linehalfanother's\n");
+        }
+}
+
 // A snapshot with records of the sizes given: an application, then its sub-records.
 std::vector<unsigned char> snapshot_of(uint32_t application, const std::vector<uint32_t> &subs) {
     std::vector<unsigned char> bytes(sizeof(appl_snapshot));
@@ -110,11 +145,12 @@ bool walks(const std::vector<unsigned char> &bytes, size_t length, int sub_recor
         if (!next_sub_record(rest, &statement) || statement == nullptr)
             return false;
     }
-    return rest.empty();
+    EXPECT_TRUE(rest.empty());
+    return true;
 }
 
 TEST(SnapshotWalk, NeverReadsPastTheEnd) {
-    const std::vector<unsigned char> whole = snapshot_of(1112, {72, 75, 72});
+    const std::vector<unsigned char> whole = snapshot_of(1112, {72, 72, 75});
     EXPECT_TRUE(walks(whole, whole.size(), 3));
     for (size_t length = 0; length < whole.size(); ++length)
         EXPECT_FALSE(walks(whole, length, 3)) << length;

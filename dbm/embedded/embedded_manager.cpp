@@ -1,7 +1,6 @@
 #include "dbm/embedded/embedded_manager.h"
 
 #include <array>
-#include <cerrno>
 #include <dirent.h>
 #include <memory>
 #include <optional>
@@ -9,8 +8,8 @@
 #include <unordered_map>
 
 #include "dbm/codes.h"
-#include "dbm/embedded/recording.h"
-#include "dbm/fields.h"
+#include "dbm/common/recording.h"
+#include "dbm/common/text.h"
 #include "dbm/instance.h"
 #include "dbm/session.h"
 
@@ -18,7 +17,6 @@ namespace dbm::embedded {
 
 namespace {
 
-constexpr uint32_t turn_on = 1;
 constexpr std::string_view recording_suffix = ".recording";
 
 // Everything the manager knows. Lives as long as the process; detaching gives back what belongs to
@@ -29,7 +27,7 @@ struct player {
     bool searched = false;  // the only recording was looked for, in this directory for this node
     std::string searched_directory;
     std::optional<uint16_t> searched_node;
-    std::array<uint32_t, switch_groups> switches = {};
+    std::array<uint32_t, dbm_switch_groups> switches = {};
     std::unordered_multimap<uint32_t, std::string> forced;  // agent id, application id
 };
 
@@ -131,11 +129,11 @@ outcome detach() {
     return {};
 }
 
-outcome set_switches(std::span<switch_group, switch_groups> groups) {
+outcome set_switches(std::span<switch_group, dbm_switch_groups> groups) {
     player &play = the_player();
     for (size_t i = 0; i < groups.size(); ++i) {
-        if (groups[i].input_state == turn_on)
-            play.switches[i] = 1;
+        if (groups[i].input_state == dbm_switch_on)
+            play.switches[i] = dbm_switch_on;
         groups[i].output_state = play.switches[i];
     }
     return {};
@@ -154,7 +152,7 @@ void build_snapshot(const player &play, snapshot_builder &builder) {
     const played_snapshot &snapshot = play.tape.snapshot;
     builder.snap_time = snapshot.time;
     builder.claimed_records = snapshot.num_records;
-    for (size_t i = 0; i < summary_switches; ++i)
+    for (size_t i = 0; i < dbm_summary_groups; ++i)
         builder.switches[i] = snapshot.switches ? (*snapshot.switches)[i] : play.switches[i];
     builder.agents.reserve(snapshot.applications.size());
     size_t next = 0;
@@ -187,7 +185,7 @@ outcome list(const std::string &database, snapshot_builder &builder) {
     return result;
 }
 
-void taken() {
+void delivered() {
     the_player().tape.loaded = false;
 }
 
@@ -225,7 +223,7 @@ const manager shape = {
     .detach = detach,
     .switches = set_switches,
     .list = list,
-    .taken = taken,
+    .delivered = delivered,
     .force = force,
     .set_priority = set_priority,
     .scripted = scripted,

@@ -14,7 +14,7 @@ outcome detach() {
     return {};
 }
 
-outcome no_switches(std::span<switch_group, switch_groups>) {
+outcome no_switches(std::span<switch_group, dbm_switch_groups>) {
     return attach();
 }
 
@@ -22,7 +22,7 @@ outcome list_none(const std::string &, snapshot_builder &) {
     return attach();
 }
 
-void taken() {}
+void delivered() {}
 
 outcome force_none(const agent &) {
     return attach();
@@ -40,7 +40,7 @@ const manager shape = {
     .detach = detach,
     .switches = no_switches,
     .list = list_none,
-    .taken = taken,
+    .delivered = delivered,
     .force = force_none,
     .set_priority = set_none,
     .scripted = nullptr,

@@ -111,9 +111,9 @@ std::string_view rows::text(int row, int column) const {
 
 parameter parameter::timestamp(int64_t microseconds) {
     parameter made{std::string(sizeof microseconds, '\0')};
-    auto rest = static_cast<uint64_t>(microseconds);
-    for (size_t i = sizeof rest; i-- > 0; rest >>= 8U)
-        made.bytes_[i] = static_cast<char>(static_cast<unsigned char>(rest & 0xFFU));
+    auto remaining = static_cast<uint64_t>(microseconds);
+    for (size_t i = sizeof remaining; i-- > 0; remaining >>= 8U)
+        made.bytes_[i] = static_cast<char>(static_cast<unsigned char>(remaining & 0xFFU));
     made.binary_ = true;
     return made;
 }
@@ -157,8 +157,7 @@ reply connection::open(const std::string &where, std::chrono::seconds limit) {
     connection_.reset(PQconnectStartParams(words.keywords.data(), words.values.data(), 1));
     if (connection_ == nullptr)
         return {trouble::gone, "out of memory", {}};
-    (void)PQsetNoticeProcessor(
-        connection_.get(), [](void *, const char *) {}, nullptr);
+    (void)PQsetNoticeProcessor(connection_.get(), [](void *, const char *) {}, nullptr);
     // Only a verbose message of a failed connection has its SQLSTATE.
     (void)PQsetErrorVerbosity(connection_.get(), PQERRORS_VERBOSE);
     PostgresPollingStatusType next = PGRES_POLLING_WRITING;
@@ -199,9 +198,9 @@ reply connection::collect(moment until, rows &answer) {
     rows first;
     bool ended = false;
     while (!ended) {
-        reply said = await(until);
-        if (said.what != trouble::none)
-            return said;
+        reply response = await(until);
+        if (response.what != trouble::none)
+            return response;
         rows next;
         next.take(PQgetResult(connection_.get()));
         ended = next.is_empty();
@@ -233,17 +232,17 @@ reply connection::prepare(const statement &what, moment until) {
     if (PQsendPrepare(connection_.get(), what.name, what.text, 0, nullptr) == 0)
         return fail(trouble::lost);
     rows nothing;
-    reply said = collect(until, nothing);
-    if (said.what == trouble::none)
+    reply response = collect(until, nothing);
+    if (response.what == trouble::none)
         prepared_.push_back(what.name);
-    return said;
+    return response;
 }
 
 reply connection::ask(const statement &what, std::span<const parameter> parameters, rows &answer) {
     const moment until = steady_clock::now() + limit_;
-    reply said = prepare(what, until);
-    if (said.what != trouble::none)
-        return said;
+    reply response = prepare(what, until);
+    if (response.what != trouble::none)
+        return response;
     constexpr size_t most = 4;
     std::array<const char *, most> values = {};
     std::array<int, most> lengths = {};

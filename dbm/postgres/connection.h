@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace dbm::postgres {
@@ -20,6 +21,7 @@ enum class trouble : uint8_t {
     lost,         // the connection was lost while the answer was awaited
     gone,         // the server hangs, or has no room for us just now
     refused,      // it doesn't let us in: password, role, database, or a bad connection string
+    elsewhere,    // it lets us in, but its processes are not on this machine
     statement,    // it refused the statement
 };
 

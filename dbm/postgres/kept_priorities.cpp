@@ -5,10 +5,12 @@
 #include <cstdio>
 #include <span>
 #include <unistd.h>
+#include <utility>
 
-#include "dbm/fields.h"
-#include "dbm/files.h"
-#include "dbm/line_reader.h"
+#include "dbm/common/fields.h"
+#include "dbm/common/files.h"
+#include "dbm/common/line_reader.h"
+#include "dbm/common/text.h"
 
 namespace dbm::postgres {
 
@@ -53,46 +55,46 @@ struct kept_line {
 };
 
 template <typename Number>
-bool take_number(const field_line &parsed, std::string_view name, Number &value) {
+bool number_in(const field_line &parsed, std::string_view name, Number &value) {
     const auto found = std::find_if(parsed.fields.begin(), parsed.fields.end(),
                                     [&](const field &f) { return f.name == name; });
     return found != parsed.fields.end() && parse_number(found->value, value);
 }
 
-bool parse_line(std::span<char> line, kept_line &said) {
+bool parse_line(std::span<char> line, kept_line &entry) {
     field_line parsed;
     line_fault fault;
     int set = 0;
     int group = 0;
-    changed_process &change = said.change;
-    if (!parse_fields(line, parsed, fault) || !take_number(parsed, "pid", change.pid) ||
-        !take_number(parsed, "start", change.start) || change.pid <= 0)
+    changed_process &change = entry.change;
+    if (!parse_fields(line, parsed, fault) || !number_in(parsed, "pid", change.pid) ||
+        !number_in(parsed, "start", change.start) || change.pid <= 0)
         return false;
     change.leader = change.pid;
-    said.done = parsed.word == done_word;
-    if (said.done)
+    entry.done = parsed.word == done_word;
+    if (entry.done)
         return true;
-    if (parsed.word != set_word || !take_number(parsed, "nice", change.nice) ||
-        !take_number(parsed, "to", set))
+    if (parsed.word != set_word || !number_in(parsed, "nice", change.nice) ||
+        !number_in(parsed, "to", set))
         return false;
-    if (take_number(parsed, "group", group))
+    if (number_in(parsed, "group", group))
         change.group_nice = group;
     change.set.push_back(set);
     return true;
 }
 
-void apply_line(const kept_line &said, std::vector<changed_process> &kept) {
+void apply_line(kept_line &&entry, std::vector<changed_process> &kept) {
     const auto known = std::find_if(kept.begin(), kept.end(), [&](const changed_process &c) {
-        return c.pid == said.change.pid && c.start == said.change.start;
+        return c.pid == entry.change.pid && c.start == entry.change.start;
     });
-    if (said.done) {
+    if (entry.done) {
         if (known != kept.end())
             kept.erase(known);
     } else if (known == kept.end()) {
-        kept.push_back(said.change);
-    } else if (std::find(known->set.begin(), known->set.end(), said.change.set[0]) ==
+        kept.push_back(std::move(entry.change));
+    } else if (std::find(known->set.begin(), known->set.end(), entry.change.set[0]) ==
                known->set.end()) {
-        known->set.push_back(said.change.set[0]);
+        known->set.push_back(entry.change.set[0]);
     }
 }
 
@@ -114,8 +116,8 @@ int read_kept(const std::string &path, std::vector<changed_process> &kept) {
             case line_status::too_long:
                 return EFBIG;
             case line_status::line:
-                if (kept_line said; parse_line(line, said))
-                    apply_line(said, kept);
+                if (kept_line entry; parse_line(line, entry))
+                    apply_line(std::move(entry), kept);
         }
     }
     return EFBIG;

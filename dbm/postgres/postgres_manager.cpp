@@ -3,10 +3,10 @@
 #include <array>
 #include <chrono>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "dbm/codes.h"
+#include "dbm/common/text.h"
 #include "dbm/instance.h"
 #include "dbm/journal.h"
 #include "dbm/postgres/activity.h"
@@ -60,8 +60,8 @@ struct governor {
     uint32_t snap_time = 0;
     bool tracks = true;           // the server's track_activities
     bool switches_asked = false;  // in this pass
-    size_t said = 0;              // lacks that the daemon was told
-    size_t noted = 0;             // lacks that stand in the journal
+    size_t reported = 0;          // limitations that the daemon was told
+    size_t noted = 0;             // limitations that stand in the journal
 };
 
 governor &the_governor() {
@@ -74,8 +74,8 @@ const settings &conf() {
 }
 
 // What trouble with the server means for a monitor operation.
-outcome outcome_of(const reply &said, const std::string &database) {
-    switch (said.what) {
+outcome outcome_of(const reply &response, const std::string &database) {
+    switch (response.what) {
         case trouble::none:
             return {};
         case trouble::not_running:
@@ -84,28 +84,29 @@ outcome outcome_of(const reply &said, const std::string &database) {
         case trouble::gone:
             return answered(sql::agent_gone, {database});
         case trouble::refused:
-            return answered(sql::connect_failed, {said.text});
+        case trouble::elsewhere:
+            return answered(sql::connect_failed, {response.text});
         case trouble::statement:
             break;
     }
-    return answered(sql::request_failed, {said.text});
+    return answered(sql::request_failed, {response.text});
 }
 
 reply ask(governor &g, const statement &what, std::span<const parameter> parameters, rows &answer) {
-    reply said = ask_server(g.peer, conf(), what, parameters, answer);
+    reply response = ask_server(g.peer, conf(), what, parameters, answer);
     g.priorities.rights = g.peer.rights;
-    return said;
+    return response;
 }
 
 outcome attach() {
     governor &g = the_governor();
     g = governor{};
-    outcome problem;
-    const reply said = connect_server(g.peer, conf(), problem);
+    const reply response = connect_server(g.peer, conf());
     g.priorities.rights = g.peer.rights;
-    if (problem.rc != 0)
-        return problem;
-    return said.what == trouble::none ? outcome{} : call_failed(sql::connect_failed, {said.text});
+    if (response.what == trouble::elsewhere)
+        return call_failed(sql::server_elsewhere, {std::to_string(g.peer.own_session)});
+    return response.what == trouble::none ? outcome{}
+                                          : call_failed(sql::connect_failed, {response.text});
 }
 
 outcome detach() {
@@ -118,33 +119,33 @@ outcome detach() {
 
 // The next warning that the daemon has not been told; none after the last one.
 outcome next_warning(governor &g) {
-    return g.said < g.peer.lacks.size() ? g.peer.lacks[g.said++] : outcome{};
+    return g.reported < g.peer.limitations.size() ? g.peer.limitations[g.reported++] : outcome{};
 }
 
-outcome switches(std::span<switch_group, switch_groups> groups) {
+outcome switches(std::span<switch_group, dbm_switch_groups> groups) {
     governor &g = the_governor();
     rows answer;
-    const reply said = ask(g, ask_switches, {}, answer);
-    g.tracks = said.what == trouble::none && answer.boolean(0, 0);
+    const reply response = ask(g, ask_switches, {}, answer);
+    g.tracks = response.what == trouble::none && answer.boolean(0, 0);
     for (switch_group &group : groups)
-        group.output_state = g.tracks ? 1 : 0;
-    if (said.what != trouble::none)
-        return outcome_of(said, g.database);
+        group.output_state = g.tracks ? dbm_switch_on : dbm_switch_off;
+    if (response.what != trouble::none)
+        return outcome_of(response, g.database);
     g.switches_asked = true;
     return next_warning(g);
 }
 
-// Takes up a database with the first request for it: its name on the server, and what a daemon that
-// was killed left behind.
-outcome take_up(governor &g, const std::string &database) {
+// Begins with a database at the first request for it: its name on the server, and what a daemon
+// that was killed left behind.
+outcome begin_database(governor &g, const std::string &database) {
     const std::string_view given = server_name(conf(), database);
     const std::array<parameter, 2> named = {
         parameter(given.empty() ? database : std::string(given)),
         parameter(given.empty() ? "false" : "true")};
     rows answer;
-    const reply said = ask(g, ask_database, named, answer);
-    if (said.what != trouble::none)
-        return outcome_of(said, database);
+    const reply response = ask(g, ask_database, named, answer);
+    if (response.what != trouble::none)
+        return outcome_of(response, database);
     if (answer.count() == 0)
         return answered(sql::database_unknown,
                         {database, "database " + std::string(named[0].data())});
@@ -160,9 +161,9 @@ outcome take_up(governor &g, const std::string &database) {
     return {};
 }
 
-void note_lacks(governor &g) {
-    for (; g.noted < g.peer.lacks.size(); ++g.noted)
-        (void)note_failure(current_session(), operation::attach, g.peer.lacks[g.noted]);
+void journal_limitations(governor &g) {
+    for (; g.noted < g.peer.limitations.size(); ++g.noted)
+        (void)note_failure(current_session(), operation::attach, g.peer.limitations[g.noted]);
 }
 
 // Workers come and go: those of a session with a priority get it, too.
@@ -184,13 +185,14 @@ void prioritize_workers(governor &g) {
 outcome read_sessions(governor &g) {
     const std::array<parameter, 1> named = {parameter(g.datname)};
     rows answer;
-    reply said = ask(g, g.peer.counts_rows ? ask_activity_and_rows : ask_activity, named, answer);
-    if (said.what == trouble::statement && g.peer.counts_rows) {
-        stop_counting_rows(g.peer, said.text);
-        said = ask(g, ask_activity, named, answer);
+    reply response =
+        ask(g, g.peer.counts_rows ? ask_activity_and_rows : ask_activity, named, answer);
+    if (response.what == trouble::statement && g.peer.counts_rows) {
+        stop_counting_rows(g.peer, response.text);
+        response = ask(g, ask_activity, named, answer);
     }
-    if (said.what != trouble::none)
-        return outcome_of(said, g.database);
+    if (response.what != trouble::none)
+        return outcome_of(response, g.database);
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     std::vector<backend> backends;
     read_activity(answer, backends);
@@ -208,7 +210,7 @@ outcome read_sessions(governor &g) {
 
 void build(const governor &g, snapshot_builder &builder) {
     builder.snap_time = g.snap_time;
-    builder.switches.fill(g.tracks ? 1 : 0);
+    builder.switches.fill(g.tracks ? dbm_switch_on : dbm_switch_off);
     builder.agents.reserve(g.listing.size());
     for (const listed_session &each : g.listing) {
         add_application(builder, each.reported, each.active ? 1 : 0);
@@ -221,14 +223,14 @@ outcome list(const std::string &database, snapshot_builder &builder) {
     governor &g = the_governor();
     const bool is_new = g.database != database;
     if (is_new) {
-        if (outcome taken_up = take_up(g, database); !succeeded(taken_up))
-            return taken_up;
+        if (outcome begun = begin_database(g, database); !succeeded(begun))
+            return begun;
     }
     if (is_new || !g.listed || steady_clock::now() - g.listed_at > listing_keeps) {
         if (outcome read = read_sessions(g); !succeeded(read))
             return read;
     }
-    note_lacks(g);
+    journal_limitations(g);
     // The daemon does without a snapshot when it is told here; better with the switches.
     if (!g.switches_asked) {
         if (outcome warning = next_warning(g); !succeeded(warning))
@@ -238,7 +240,7 @@ outcome list(const std::string &database, snapshot_builder &builder) {
     return {};
 }
 
-void taken() {
+void delivered() {
     governor &g = the_governor();
     g.listed = false;
     g.switches_asked = false;
@@ -251,10 +253,10 @@ outcome force(const agent &target) {
         parameter(id),
         parameter::timestamp(server_timestamp(static_cast<int64_t>(target.incarnation)))};
     rows answer;
-    const reply said = ask(g, end_session, session, answer);
-    if (said.what != trouble::none) {
+    const reply response = ask(g, end_session, session, answer);
+    if (response.what != trouble::none) {
         return answered(sql::force_refused,
-                        {id, std::string(padded_text(target.appl_id)), said.text});
+                        {id, std::string(padded_text(target.appl_id)), response.text});
     }
     return answer.boolean(0, 0) ? outcome{} : answered(sql::agent_already_gone, {id});
 }
@@ -306,7 +308,7 @@ const manager shape = {
     .detach = detach,
     .switches = switches,
     .list = list,
-    .taken = taken,
+    .delivered = delivered,
     .force = force,
     .set_priority = set_priority,
     .scripted = nullptr,

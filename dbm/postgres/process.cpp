@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <string_view>
@@ -12,8 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "dbm/fields.h"
-#include "dbm/files.h"
+#include "dbm/common/files.h"
+#include "dbm/common/text.h"
 
 namespace dbm::postgres {
 

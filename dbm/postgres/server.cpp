@@ -41,11 +41,11 @@ constexpr statement try_extension = {
     .text = "select pid, rows_selected, rows_read, plan_cost from ravelo.statements()",
 };
 
-void lacks(server &where, int32_t code, std::initializer_list<std::string> tokens) {
-    const bool known = std::any_of(where.lacks.begin(), where.lacks.end(),
+void note_limitation(server &where, int32_t code, std::initializer_list<std::string> tokens) {
+    const bool known = std::any_of(where.limitations.begin(), where.limitations.end(),
                                    [&](const outcome &o) { return o.sqlcode == code; });
     if (!known)
-        where.lacks.push_back(answered(code, tokens));
+        where.limitations.push_back(answered(code, tokens));
 }
 
 // Whether a process was made just now: the backend of a connection made just now.
@@ -60,58 +60,56 @@ bool is_new(const process_status &status, std::chrono::seconds limit) {
 }
 
 // Finds the server's processes among this machine's. False: they are not there.
-bool find_processes(server &where, int32_t own_pid, std::chrono::seconds limit) {
-    const std::optional<process_status> own = status_of(own_pid);
+bool find_processes(server &where, std::chrono::seconds limit) {
+    const std::optional<process_status> own = status_of(where.own_session);
     if (!own || own->parent <= 0 || !is_new(*own, limit))
         return false;
     where.process = own->parent;
-    where.rights = rights_on(own_pid);
+    where.rights = rights_on(where.own_session);
     if (!where.rights.nice)
-        lacks(where, sql::nice_forbidden, {});
+        note_limitation(where, sql::nice_forbidden, {});
     if (where.rights.grouped && !where.rights.group)
-        lacks(where, sql::group_forbidden, {std::to_string(user_of(own_pid).value_or(0))});
+        note_limitation(where, sql::group_forbidden,
+                        {std::to_string(user_of(where.own_session).value_or(0))});
     return true;
 }
 
 reply find_extension(server &where, const std::string &database) {
     rows answer;
     where.counts_rows = false;
-    reply said = where.link.ask(ask_extension, {}, answer);
-    if (said.what == trouble::none && !answer.boolean(0, 0)) {
+    reply response = where.link.ask(ask_extension, {}, answer);
+    if (response.what == trouble::none && !answer.boolean(0, 0)) {
         stop_counting_rows(where, "the extension ravelo is not in database " + database + ".");
-        return said;
+        return response;
     }
-    if (said.what == trouble::none)
-        said = where.link.ask(try_extension, {}, answer);
-    where.counts_rows = said.what == trouble::none;
-    if (said.what != trouble::statement)
-        return said;
-    stop_counting_rows(where, said.text);
+    if (response.what == trouble::none)
+        response = where.link.ask(try_extension, {}, answer);
+    where.counts_rows = response.what == trouble::none;
+    if (response.what != trouble::statement)
+        return response;
+    stop_counting_rows(where, response.text);
     return {};
 }
 
-reply find_rights(server &where, const settings &conf, outcome &problem) {
+reply find_rights(server &where, const settings &conf) {
     const std::chrono::seconds limit(conf.timeout);
     rows answer;
     // Later than our own limit: only for statements that we have given up.
     const std::array<parameter, 1> timeout = {
         parameter(std::to_string((limit.count() + 1) * 1000))};
-    reply said = where.link.ask(settle, timeout, answer);
-    if (said.what == trouble::none)
-        said = where.link.ask(ask_rights, {}, answer);
-    if (said.what != trouble::none)
-        return said;
-    const int32_t own_pid = answer.int4(0, 0).value_or(0);
+    reply response = where.link.ask(settle, timeout, answer);
+    if (response.what == trouble::none)
+        response = where.link.ask(ask_rights, {}, answer);
+    if (response.what != trouble::none)
+        return response;
+    where.own_session = answer.int4(0, 0).value_or(0);
     const std::string role(answer.text(0, 1));
-    if (!find_processes(where, own_pid, limit)) {
-        problem = call_failed(sql::server_elsewhere, {std::to_string(own_pid)});
-        where.link.close();
-        return {trouble::statement, {}, {}};
-    }
+    if (!find_processes(where, limit))
+        return {trouble::elsewhere, "its processes are not on this machine", {}};
     if (!answer.boolean(0, 2))
-        lacks(where, sql::sessions_hidden, {role});
+        note_limitation(where, sql::sessions_hidden, {role});
     if (!answer.boolean(0, 3))
-        lacks(where, sql::force_forbidden, {role});
+        note_limitation(where, sql::force_forbidden, {role});
     return find_extension(where, std::string(answer.text(0, 4)));
 }
 
@@ -119,30 +117,27 @@ reply find_rights(server &where, const settings &conf, outcome &problem) {
 
 void stop_counting_rows(server &where, std::string reason) {
     where.counts_rows = false;
-    lacks(where, sql::rows_unknown, {std::move(reason)});
+    note_limitation(where, sql::rows_unknown, {std::move(reason)});
 }
 
-reply connect_server(server &where, const settings &conf, outcome &problem) {
-    reply said = where.link.open(conf.connection, std::chrono::seconds(conf.timeout));
-    if (said.what == trouble::none)
-        said = find_rights(where, conf, problem);
-    if (said.what != trouble::none)
+reply connect_server(server &where, const settings &conf) {
+    reply response = where.link.open(conf.connection, std::chrono::seconds(conf.timeout));
+    if (response.what == trouble::none)
+        response = find_rights(where, conf);
+    if (response.what != trouble::none)
         where.link.close();
-    return said;
+    return response;
 }
 
 reply ask_server(server &where, const settings &conf, const statement &what,
                  std::span<const parameter> parameters, rows &answer) {
     if (where.link.is_open()) {
-        reply said = where.link.ask(what, parameters, answer);
-        if (said.what != trouble::lost)
-            return said;
+        reply response = where.link.ask(what, parameters, answer);
+        if (response.what != trouble::lost)
+            return response;
     }
-    outcome problem;
-    reply said = connect_server(where, conf, problem);
-    if (said.what == trouble::statement && problem.sqlcode == sql::server_elsewhere)
-        return {trouble::refused, "its processes are not on this machine", {}};
-    return said.what == trouble::none ? where.link.ask(what, parameters, answer) : said;
+    const reply response = connect_server(where, conf);
+    return response.what == trouble::none ? where.link.ask(what, parameters, answer) : response;
 }
 
 }  // namespace dbm::postgres

@@ -8,8 +8,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "dbm/common/outcome.h"
 #include "dbm/instance_conf.h"
-#include "dbm/outcome.h"
 #include "dbm/postgres/connection.h"
 #include "dbm/postgres/process.h"
 
@@ -18,16 +18,16 @@ namespace dbm::postgres {
 struct server {
     connection link;
     pid_t process = 0;         // the server's own process, whose children the backends are
+    int32_t own_session = 0;   // the process of the connection's own session
     bool counts_rows = false;  // it has the extension
     priority_rights rights;
 
     // What is missing for governing, a warning each; every code once for an attachment.
-    std::vector<outcome> lacks;
+    std::vector<outcome> limitations;
 };
 
-// Connects and finds out what may be done. trouble::statement where a server was reached that can't
-// be governed; *problem then says why. May throw bad_alloc.
-[[nodiscard]] reply connect_server(server &where, const settings &conf, outcome &problem);
+// Connects and finds out what may be done. May throw bad_alloc.
+[[nodiscard]] reply connect_server(server &where, const settings &conf);
 
 // Asks a statement; after a lost connection once more on a new one. May throw bad_alloc.
 [[nodiscard]] reply ask_server(server &where, const settings &conf, const statement &what,

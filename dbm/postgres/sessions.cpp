@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "dbm/agents.h"
+#include "dbm/common/text.h"
 
 namespace dbm::postgres {
 

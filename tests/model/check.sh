@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Tries every interleaving of the model: none may fail a check, and without either lock some must.
+# check.sh DAEMONS: tries every interleaving of the model with so many daemons. None may fail a check, and
+# without either lock some must.
 set -euo pipefail
 model=$(cd "$(dirname "$0")" && pwd)/status_file.pml
+daemons=$1
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
 
 # Prints the number of failed checks and of states.
 explore() {
-    spin -a "$@" "$model" > generated || { cat generated; exit 1; }
+    spin -a -DDAEMONS="$daemons" "$@" "$model" > generated || { cat generated; exit 1; }
     cc -O1 -w -DSAFETY -DNOREDUCE -o pan pan.c
     ./pan -m200000 > found
     if grep -q "max search depth too small\|out of memory" found; then cat found; exit 1; fi

@@ -13,7 +13,9 @@
 #define FOLDER_LOCK 1
 #endif
 
+#ifndef DAEMONS
 #define DAEMONS 3
+#endif
 #define STOPS   2
 
 byte status_name = 0;       /* the file under the status file's name */

@@ -2,6 +2,7 @@
 # package.sh BUILD: installs, runs, upgrades, removes and purges the package of a build directory. All
 # of it in a copy of this machine's files that is thrown away, so it needs root; 77 where it can't.
 set -euo pipefail
+export LC_ALL=C
 
 skip() { echo "Skipped: $*"; exit 77; }
 fail() { echo "FAILED: $*" >&2; exit 1; }
@@ -14,7 +15,7 @@ expect() {
 await() { for _ in $(seq 100); do ! "$@" || return 0; sleep 0.1; done; fail "never: $*"; }
 
 as_ravelo() { ${exec-} setpriv --reuid ravelo --regid ravelo --init-groups "$@"; }
-start() { exec=exec as_ravelo ravelod start orders 0 /etc/ravelo/orders.cfg "$log" & daemon=$!; }
+start() { exec='exec' as_ravelo ravelod start orders 0 /etc/ravelo/orders.cfg "$log" & daemon=$!; }
 begun() { grep -q START "$log" 2>/dev/null; }
 clear() { as_ravelo /usr/libexec/ravelo/clear-orphan orders 0; }
 
@@ -29,21 +30,24 @@ lifecycle() {
     cp $examples/orders/ORDERS.0.recording /var/lib/ravelo/
     (echo 'debug 1;' && cat $examples/orders/night.cfg) > /etc/ravelo/orders.cfg
     as_ravelo ravelod validate orders /etc/ravelo/orders.cfg > /dev/null
+    # shellcheck disable=SC2016
     expect orders bash -c '. /usr/share/bash-completion/completions/ravelod
         COMP_WORDS=(ravelod start O) COMP_CWORD=2; _ravelod; echo "${COMPREPLY[@]}"'
+    (cd / && as_ravelo env PATH=/usr/bin:/bin $examples/try.sh adhoc-cap) > /tmp/tried
+    grep -q FORCE /tmp/tried || fail "the example did nothing: $(cat /tmp/tried)"
     start
     await begun
     expect '' clear
     [ -e $file ] || fail 'a living daemon lost its status file'
     logrotate -f $conffile
-    [ -e $log.1 ] && [ ! -e $log ] || fail 'the log was not rotated'
+    if [ ! -e $log.1 ] || [ -e $log ]; then fail 'the log was not rotated'; fi
     await test -s $log
     mv $log.1 $log
 
-    kill -KILL $daemon
-    wait $daemon || true
+    kill -KILL "$daemon"
+    wait "$daemon" || true
     start
-    ! wait $daemon || fail 'started beside the status file of a killed daemon'
+    ! wait "$daemon" || fail 'started beside the status file of a killed daemon'
     expect "Deleted $file, whose daemon has gone." clear
     start
     await test -e $file
@@ -52,11 +56,11 @@ lifecycle() {
     dpkg -i "$1"/*_1.0.1-1_*.deb
     expect '# kept' tail -n 1 $conffile
     as_ravelo ravelod stop orders 0
-    wait $daemon
+    wait "$daemon"
 
     dpkg -r ravelo
     expect '' find /usr -name '*ravelo*' -path '/usr/*bin/*'
-    [ -e $log ] && [ -e $conffile ] || fail 'data went with the programs'
+    if [ ! -e $log ] || [ ! -e $conffile ]; then fail 'data went with the programs'; fi
     dpkg -P ravelo
     expect "$(printf '%s\n' /etc/ravelo/orders.cfg /var/lib/ravelo/ORDERS.0.recording)" \
         find /etc/ravelo /etc/logrotate.d /var/lib/ravelo /var/log -type f -path '*ravelo*'
@@ -89,8 +93,11 @@ prepare() {
     trap 'rm -rf "$work"' EXIT
     mkdir "$work/packages" "$work/copy"
     for version in 1.0.0 1.0.1; do
-        cpack --config "$1/CPackConfig.cmake" -B "$work/packages" -D "CPACK_PACKAGE_VERSION=$version"
+        # A builder's umask must not show in the package.
+        (umask 077 && cpack --config "$1/CPackConfig.cmake" -B "$work/packages" -D "CPACK_PACKAGE_VERSION=$version")
     done
+    dpkg -x "$work/packages"/*_1.0.0-1_*.deb "$work/tree"
+    "${0%/*}/hardening.sh" "$1" "$work/tree"
     unshare --mount --pid --fork --kill-child bash "$0" enter_copy "$work/copy" "$work/packages"
 }
 

@@ -1,5 +1,6 @@
 // A private PostgreSQL server on a Unix socket in a temporary directory, made once for the whole
-// program and gone with it; sessions on it; and the client library called without the daemon.
+// program, as private_server.sh says; sessions on it; and the client library called without the
+// daemon.
 #pragma once
 
 #include <functional>
@@ -9,8 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "govern/dbm.h"
-#include "govern/snapshot_records.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
+#include "govern/interface/snapshot_records.h"
+#include "govern/interface/sql_codes.h"
 #include "tests/harness.h"
 
 namespace ravelo::test {
@@ -20,19 +23,23 @@ class LiveServer {
   public:
     // Null where PostgreSQL is not installed.
     static LiveServer *get();
+    static const std::string programs;  // the folder of PostgreSQL's
     ~LiveServer();
-    void start(const Lines &more = {});  // more: further words of its command line
-    void stop();                         // as an administrator does who doesn't wait for sessions
+    // more: further words of its command line. False: it ended, or hangs, which has been reported.
+    bool start(const std::string &more = "");
+    void stop();  // as an administrator does who doesn't wait for sessions
     [[nodiscard]] pid_t pid() const { return pid_; }
-    [[nodiscard]] const std::string &socket() const { return dir_; }
+    [[nodiscard]] std::string socket() const { return dir_ + "/server"; }
+    // The library of the server extension; no file where it could not be built.
+    [[nodiscard]] std::string extension() const { return dir_ + "/ravelo.so"; }
     // Runs a statement as the superuser; the first value of its answer.
     std::string admin(const std::string &sql);
 
   private:
     LiveServer();
-    [[nodiscard]] Lines as_server_user(const Lines &command) const;
+    [[nodiscard]] std::string command(const std::string &what) const;
 
-    std::string dir_;
+    std::string dir_;  // of the tests; in it socket(), which is the server's
     pid_t pid_ = 0;
 };
 
@@ -84,17 +91,24 @@ struct Nice {
     int own = -99, group = -99;
     bool operator==(const Nice &) const = default;
 };
+// The group's is the process's own where the kernel doesn't schedule by session.
 Nice nice_values(int pid);
+bool kernel_groups();
+// Whether this process has CAP_SYS_NICE.
+bool may_set_nice();
 double cpu_seconds_of(int pid);
 
+// Whether a command succeeds.
+bool shell(const std::string &command);
 // Waits until it holds. False: it took longer than any test should.
 bool eventually(const std::function<bool()> &holds);
 
 class Live : public testing::Test {
   protected:
     void SetUp() override {
-        if (LiveServer::get() == nullptr)
+        if (server_ == nullptr)
             GTEST_SKIP() << "PostgreSQL's server is not installed";
+        ASSERT_TRUE(server().pid() != 0 || server().start());
         govern_server(instance);
         (void)server().admin(
             "select pg_terminate_backend(pid, 5000) from pg_stat_activity"
@@ -105,7 +119,19 @@ class Live : public testing::Test {
         return eventually([&] { return daemon.pass() && holds(); });
     }
     static LiveServer &server() { return *LiveServer::get(); }
+
+    LiveServer *const server_ = LiveServer::get();  // before the instance, which is in its folder
     TempInstance instance;
+};
+
+// What only root, or who has CAP_SYS_NICE, can show.
+class LivePrivileged : public Live {
+  protected:
+    void SetUp() override {
+        if (!may_set_nice())
+            GTEST_SKIP() << "needs CAP_SYS_NICE, to give priorities back";
+        Live::SetUp();
+    }
 };
 
 }  // namespace ravelo::test

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "dbm/common/text.h"
 #include "tools/log/record.h"
 
 namespace ravelo::logview {
@@ -16,9 +17,9 @@ std::optional<int64_t> time_of_day(std::string_view text) {
     const bool with_seconds = text.size() == 8 && text[5] == ':';
     if ((text.size() != 5 && !with_seconds) || text[2] != ':')
         return std::nullopt;
-    const auto hour = parse_number(text.substr(0, 2), 0, 23);
-    const auto minute = parse_number(text.substr(3, 2), 0, 59);
-    const auto second = parse_number(with_seconds ? text.substr(6) : "0", 0, 59);
+    const auto hour = dbm::number_in<int64_t>(text.substr(0, 2), 0, 23);
+    const auto minute = dbm::number_in<int64_t>(text.substr(3, 2), 0, 59);
+    const auto second = dbm::number_in<int64_t>(with_seconds ? text.substr(6) : "0", 0, 59);
     if (!hour || !minute || !second)
         return std::nullopt;
     return *hour * 3600 + *minute * 60 + *second;
@@ -42,7 +43,7 @@ std::optional<int64_t> seconds_back(std::string_view text) {
         default:
             return std::nullopt;
     }
-    const auto count = parse_number(text.substr(1, text.size() - 2), 0, 1'000'000'000);
+    const auto count = dbm::number_in<int64_t>(text.substr(1, text.size() - 2), 0, 1'000'000'000);
     return count ? std::optional(*count * unit) : std::nullopt;
 }
 
@@ -51,9 +52,9 @@ std::optional<int64_t> seconds_back(std::string_view text) {
 std::optional<int64_t> day_of(std::string_view date) {
     if (date.size() != date_size || date[4] != '-' || date[7] != '-')
         return std::nullopt;
-    const auto year = parse_number(date.substr(0, 4), 0, 9999);
-    const auto month = parse_number(date.substr(5, 2), 1, 12);
-    const auto day = parse_number(date.substr(8, 2), 1, 31);
+    const auto year = dbm::number_in<int64_t>(date.substr(0, 4), 0, 9999);
+    const auto month = dbm::number_in<int64_t>(date.substr(5, 2), 1, 12);
+    const auto day = dbm::number_in<int64_t>(date.substr(8, 2), 1, 31);
     if (!year || !month || !day)
         return std::nullopt;
     const std::chrono::year_month_day found{std::chrono::year(static_cast<int>(*year)),

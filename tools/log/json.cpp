@@ -1,3 +1,5 @@
+#include <nlohmann/json.hpp>
+
 #include "tools/log/civil_time.h"
 #include "tools/log/safe_text.h"
 #include "tools/log/writer.h"
@@ -5,61 +7,39 @@
 namespace ravelo::logview {
 namespace {
 
-// Builds an object field by field; what is empty or not there is left out.
-class object {
-  public:
-    explicit object(std::string &line) : line_(line) { line_ = '{'; }
+// Adds a member; what is empty or not there is left out.
+void add_text(nlohmann::ordered_json &object, const char *name, std::string_view value) {
+    if (!value.empty())
+        object[name] = valid_utf8(value);
+}
 
-    void text(const char *name, std::string_view value) {
-        if (value.empty())
-            return;
-        begin(name);
-        line_ += '"';
-        append_json(line_, value);
-        line_ += '"';
-    }
-    void number(const char *name, std::optional<int64_t> value) {
-        if (!value)
-            return;
-        begin(name);
-        line_ += std::to_string(*value);
-    }
-
-  private:
-    void begin(const char *name) {
-        line_ += line_.size() > 1 ? ",\"" : "\"";
-        line_ += name;
-        line_ += "\":";
-    }
-    std::string &line_;
-};
+void add_number(nlohmann::ordered_json &object, const char *name, std::optional<int64_t> value) {
+    if (value)
+        object[name] = *value;
+}
 
 class json_writer : public writer {
   public:
-    void take(const record &read) override {
-        object made(line_);
-        made.text("time", read.time ? show_time(*read.time, 'T') : std::string());
-        made.number("node", read.node);
-        made.text("type", read.type);
-        made.number("location", read.location);
-        made.text("application", read.application);
-        made.text("authid", read.authid);
-        made.text("application_id", read.application_id);
-        made.number("rule", read.rule);
-        made.number("priority", read.priority);
-        made.text("reason", read.reason);
+    void add(const record &read) override {
+        nlohmann::ordered_json object = nlohmann::ordered_json::object();
+        add_text(object, "time", read.time ? show_time(*read.time, 'T') : std::string());
+        add_number(object, "node", read.node);
+        add_text(object, "type", read.type);
+        add_number(object, "location", read.location);
+        add_text(object, "application", read.application);
+        add_text(object, "authid", read.authid);
+        add_text(object, "application_id", read.application_id);
+        add_number(object, "rule", read.rule);
+        add_number(object, "priority", read.priority);
+        add_text(object, "reason", read.reason);
         if (read.accounted) {
-            made.number("user_cpu", read.user_cpu);
-            made.number("system_cpu", read.system_cpu);
+            add_number(object, "user_cpu", read.user_cpu);
+            add_number(object, "system_cpu", read.system_cpu);
         }
-        made.text("text", read.text);
-        line_ += "}\n";
-        put(line_);
+        add_text(object, "text", read.text);
+        put(escape_hidden(object.dump()) + "\n");
     }
     void finish(uint64_t) override {}
-
-  private:
-    std::string line_;
 };
 
 }  // namespace

@@ -35,7 +35,7 @@ bool line_reader::open(const std::string &path) {
     failure_.clear();
     at_end_ = false;
     descriptor_ = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat status {};
+    struct stat status = {};
     if (descriptor_ < 0 || fstat(descriptor_, &status) != 0 || S_ISDIR(status.st_mode)) {
         failure_ = std::strerror(descriptor_ >= 0 && S_ISDIR(status.st_mode) ? EISDIR : errno);
         close();

@@ -83,7 +83,7 @@ int run(const options &asked) {
     const std::unique_ptr<writer> output = make_writer(asked);
     while (const record *const read = logs.next()) {
         if (asked.wanted.passes(*read))
-            output->take(*read);
+            output->add(*read);
         if (bar.is_due())
             bar.show(logs.bytes_read());
     }

@@ -1,11 +1,11 @@
 #include "tools/log/options.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <fnmatch.h>
 #include <getopt.h>
 
+#include "dbm/common/text.h"
 #include "tools/log/civil_time.h"
 
 namespace ravelo::logview {
@@ -61,19 +61,12 @@ const option known_options[] = {{"type", required_argument, nullptr, 't'},
                                 {"version", no_argument, nullptr, 'V'},
                                 {nullptr, 0, nullptr, 0}};
 
-std::string upper(std::string_view text) {
-    std::string made(text);
-    for (char &letter : made)
-        letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-    return made;
-}
-
 std::vector<std::string> words_of(std::string_view list, bool in_upper_case) {
     std::vector<std::string> words;
     while (!list.empty()) {
         const size_t comma = std::min(list.find(','), list.size());
         if (comma != 0)
-            words.push_back(in_upper_case ? upper(list.substr(0, comma))
+            words.push_back(in_upper_case ? dbm::upper_case(list.substr(0, comma))
                                           : std::string(list.substr(0, comma)));
         list.remove_prefix(std::min(comma + 1, list.size()));
     }
@@ -87,17 +80,17 @@ bool read_words(const char *list, bool in_upper_case, std::vector<std::string> &
 
 bool read_numbers(const char *list, std::vector<int32_t> &numbers) {
     for (const std::string &word : words_of(list, false)) {
-        const auto number = parse_number(word, INT32_MIN, INT32_MAX);
+        const auto number = dbm::number_in<int32_t>(word);
         if (!number)
             return false;
-        numbers.push_back(static_cast<int32_t>(*number));
+        numbers.push_back(*number);
     }
     return !numbers.empty();
 }
 
-bool read_number(const char *word, int64_t highest, size_t &number) {
-    const auto value = parse_number(word, 0, highest);
-    number = static_cast<size_t>(value.value_or(0));
+bool read_number(const char *word, size_t highest, size_t &number) {
+    const auto value = dbm::number_in<size_t>(word, 0, highest);
+    number = value.value_or(0);
     return value.has_value();
 }
 
@@ -112,7 +105,7 @@ bool read_colour(std::string_view word, colour &when) {
 }
 
 // Takes over one option. False: its argument is wrong.
-bool take(int letter, const char *argument, options &read) {
+bool apply_option(int letter, const char *argument, options &read) {
     filter &wanted = read.wanted;
     switch (letter) {
         case 't':
@@ -183,7 +176,7 @@ bool filter::passes(const record &read) const {
         (until && (!read.time || *read.time >= *until)))
         return false;
     return among(rules, read.rule) && among(locations, read.location) &&
-           (authids.empty() || matches(authids, upper(read.authid))) &&
+           (authids.empty() || matches(authids, dbm::upper_case(read.authid))) &&
            (applications.empty() || matches(applications, std::string(read.application)));
 }
 
@@ -197,7 +190,7 @@ parsed parse_options(int count, char **words, options &read) {
             return parsed::done;
         }
         const std::string name = name_of(letter);
-        if (!take(letter, optarg, read))
+        if (!apply_option(letter, optarg, read))
             return wrong_usage(("--" + name + ": ").c_str(), optarg);
         if (selects(letter))
             read.wanted_words += (read.wanted_words.empty() ? "" : ", ") + name + " " + optarg;

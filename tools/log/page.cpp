@@ -1,15 +1,26 @@
 #include <algorithm>
 #include <deque>
+#include <initializer_list>
 
 #include "tools/log/chart.h"
 #include "tools/log/civil_time.h"
-#include "tools/log/page_parts.h"
+#include "tools/log/page_files.h"
 #include "tools/log/safe_text.h"
 #include "tools/log/statistics.h"
 #include "tools/log/writer.h"
 
 namespace ravelo::logview {
 namespace {
+
+constexpr std::string_view page_head = R"(<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; script-src 'unsafe-inline'">
+<title>Governor log</title>
+<style>
+)";
 
 constexpr size_t coloured_series = 6;  // of CPU; the others share one colour
 constexpr size_t listed = 20;          // applications, and rules, in their tables
@@ -37,7 +48,7 @@ int64_t cpu_of(const named_figures *figures) {
     return figures->second.user_cpu + figures->second.system_cpu;
 }
 
-uint64_t actions_of(const deeds &done) {
+uint64_t actions_of(const kind_counts &done) {
     return done[0] + done[1] + done[2];
 }
 
@@ -47,7 +58,7 @@ std::string label_of(const statistics::name &name) {
     return html(name.first.empty() ? "(no name)" : name.first) + " (" + html(name.second) + ")";
 }
 
-std::string action_cells(const deeds &done) {
+std::string action_cells(const kind_counts &done) {
     return cell(grouped(done[0])) + cell(grouped(done[1])) + cell(grouped(done[2]));
 }
 
@@ -63,8 +74,8 @@ class page_writer : public writer {
     explicit page_writer(const options &asked)
         : most_rows_(asked.page_rows), wanted_(asked.wanted_words) {}
 
-    void take(const record &read) override {
-        figures_.take(read);
+    void add(const record &read) override {
+        figures_.add(read);
         if (most_rows_ == 0)
             return;
         if (rows_.size() == most_rows_)
@@ -73,7 +84,10 @@ class page_writer : public writer {
     }
 
     void finish(uint64_t malformed) override {
-        std::string out(page_head);
+        put(page_head);
+        put(page_css);
+        put("</style>\n</head>\n<body>\n");
+        std::string out;
         append_summary(out, malformed);
         if (figures_.first()) {
             append_actions(out);
@@ -85,7 +99,9 @@ class page_writer : public writer {
         out += "</div>\n";
         put(out);
         put_records();
-        put(std::string(page_end));
+        put("<script>\n");
+        put(page_js);
+        put("</script>\n</body>\n</html>\n");
     }
 
   private:
@@ -98,25 +114,25 @@ class page_writer : public writer {
     }
 
     void append_summary(std::string &out, uint64_t malformed) const {
-        const deeds &done = figures_.done();
+        const kind_counts &done = figures_.done();
         int64_t cpu = 0;
         for (const named_figures &entry : figures_.applications())
             cpu += cpu_of(&entry);
         out += "<header>\n<h1>Governor log</h1>\n<p class=\"note\">";
-        out += figures_.first()
-                   ? show_time(*figures_.first()) + " to " + show_time(*figures_.last())
-                   : "No records.";
+        const std::optional<int64_t> first = figures_.first();
+        const std::optional<int64_t> last = figures_.last();
+        out += first && last ? show_time(*first) + " to " + show_time(*last) : "No records.";
         if (!wanted_.empty())
             out += "<br>Only: " + html(wanted_);
         out += "</p>\n</header>\n<main>\n<dl class=\"tiles\">\n";
         const std::initializer_list<std::pair<const char *, std::string>> tiles = {
             {"Records", grouped(figures_.records())},
-            {"Forced off", grouped(done[static_cast<size_t>(deed::force)])},
-            {"Re-prioritised", grouped(done[static_cast<size_t>(deed::nice)])},
-            {"Scheduled", grouped(done[static_cast<size_t>(deed::schedule)])},
+            {"Forced off", grouped(done[static_cast<size_t>(record_kind::force)])},
+            {"Re-prioritised", grouped(done[static_cast<size_t>(record_kind::nice)])},
+            {"Scheduled", grouped(done[static_cast<size_t>(record_kind::schedule)])},
             {"CPU accounted", grouped(cpu) + " s"},
-            {"Warnings", grouped(done[static_cast<size_t>(deed::warning)])},
-            {"Errors", grouped(done[static_cast<size_t>(deed::error)])},
+            {"Warnings", grouped(done[static_cast<size_t>(record_kind::warning)])},
+            {"Errors", grouped(done[static_cast<size_t>(record_kind::error)])},
             {"Unreadable lines", grouped(malformed)}};
         for (const auto &[name, value] : tiles)
             out += std::string("<div><dt>") + name + "</dt><dd>" + value + "</dd></div>\n";
@@ -124,15 +140,18 @@ class page_writer : public writer {
     }
 
     [[nodiscard]] chart chart_over_all(const char *id, const char *title, const char *unit) const {
-        return {id, title, unit, {}, {}, *figures_.first(), *figures_.last(), figures_.step()};
+        // No chart is asked for where there are no records.
+        const int64_t first = figures_.first().value_or(0);
+        const int64_t last = figures_.last().value_or(0);
+        return {id, title, unit, {}, {}, first, last, figures_.step()};
     }
 
     void append_actions(std::string &out) const {
         chart drawn = chart_over_all("actions", "Actions over time", "actions");
-        drawn.series = {{"forced off", "force", &figures_.over_time(deed::force)},
-                        {"re-prioritised", "nice", &figures_.over_time(deed::nice)},
-                        {"scheduled", "schedule", &figures_.over_time(deed::schedule)}};
-        const deeds &done = figures_.done();
+        drawn.series = {{"forced off", "force", &figures_.over_time(record_kind::force)},
+                        {"re-prioritised", "nice", &figures_.over_time(record_kind::nice)},
+                        {"scheduled", "schedule", &figures_.over_time(record_kind::schedule)}};
+        const kind_counts &done = figures_.done();
         drawn.description = "Columns of how many applications were forced off, in all " +
                             std::to_string(done[0]) + ", re-prioritised, " +
                             std::to_string(done[1]) + ", and scheduled, " +
@@ -141,7 +160,7 @@ class page_writer : public writer {
     }
 
     // The applications by what they used, or by what was done about those that used nothing.
-    [[nodiscard]] std::vector<const named_figures *> by_weight() const {
+    [[nodiscard]] std::vector<const named_figures *> by_use() const {
         std::vector<const named_figures *> order;
         for (const named_figures &entry : figures_.applications())
             order.push_back(&entry);
@@ -154,11 +173,11 @@ class page_writer : public writer {
 
     void append_cpu(std::string &out) const {
         chart drawn = chart_over_all("cpu", "CPU time by application", "seconds");
-        time_series rest;
-        rest.coarsen(figures_.step());
-        int64_t rest_sum = 0;
+        time_series others;
+        others.coarsen(figures_.step());
+        int64_t others_sum = 0;
         drawn.description = "Columns of the CPU seconds accounted, by time. In all:";
-        for (const named_figures *const entry : by_weight()) {
+        for (const named_figures *const entry : by_use()) {
             if (cpu_of(entry) <= 0)
                 continue;
             if (drawn.series.size() < coloured_series) {
@@ -168,19 +187,19 @@ class page_writer : public writer {
                     " " + drawn.series.back().label + " " + std::to_string(cpu_of(entry)) + ";";
                 continue;
             }
-            rest_sum += cpu_of(entry);
+            others_sum += cpu_of(entry);
             for (const auto &[time, value] : entry->second.cpu.values())
-                rest.add(time, value);
+                others.add(time, value);
         }
-        drawn.description += " all others " + std::to_string(rest_sum) + ".";
-        if (rest_sum > 0)
-            drawn.series.push_back({"all others", "c6", &rest});
+        drawn.description += " all others " + std::to_string(others_sum) + ".";
+        if (others_sum > 0)
+            drawn.series.push_back({"all others", "c6", &others});
         append_chart(out, drawn);
     }
 
     void append_applications(std::string &out) const {
         out += "<section>\n<h2 id=\"applications\">Applications</h2>\n";
-        const auto order = by_weight();
+        const auto order = by_use();
         if (order.size() > listed)
             out += "<p class=\"note\">The " + std::to_string(listed) + " that used most, of " +
                    std::to_string(order.size()) + ".</p>\n";

@@ -39,9 +39,4 @@ struct record {
 // time.
 [[nodiscard]] std::optional<int64_t> parse_stamp(std::string_view stamp);
 
-// A whole decimal number with an optional minus sign and nothing else. None: it is not one, or is
-// not between lowest and highest.
-[[nodiscard]] std::optional<int64_t> parse_number(std::string_view digits, int64_t lowest,
-                                                  int64_t highest);
-
 }  // namespace ravelo::logview

@@ -61,20 +61,27 @@ void append_hex(std::string &out, const char *format, unsigned value) {
 
 }  // namespace
 
-void append_json(std::string &out, std::string_view text) {
+std::string valid_utf8(std::string_view text) {
+    std::string valid;
     while (!text.empty()) {
         const decoded next = decode(text);
-        if (!next.valid)
-            out += replacement;
-        else if (is_control(next.character) || misleads(next.character))
-            append_hex(out, "\\u%04x", next.character);
-        else {
-            if (text[0] == '"' || text[0] == '\\')
-                out += '\\';
-            out += text.substr(0, next.length);
-        }
+        valid += next.valid ? text.substr(0, next.length) : replacement;
         text.remove_prefix(next.length);
     }
+    return valid;
+}
+
+std::string escape_hidden(std::string_view json) {
+    std::string shown;
+    while (!json.empty()) {
+        const decoded next = decode(json);
+        if (is_control(next.character) || misleads(next.character))
+            append_hex(shown, "\\u%04x", next.character);
+        else
+            shown += json.substr(0, next.length);
+        json.remove_prefix(next.length);
+    }
+    return shown;
 }
 
 void append_html(std::string &out, std::string_view text) {
@@ -98,7 +105,7 @@ void append_html(std::string &out, std::string_view text) {
     }
 }
 
-shown_character take_shown(std::string_view &text, bool utf8) {
+shown_character next_shown(std::string_view &text, bool utf8) {
     const decoded next = decode(text);
     const auto wide = static_cast<wint_t>(next.character);
     const int columns = next.character < 0x80 ? 1 : wcwidth(static_cast<wchar_t>(wide));

@@ -8,8 +8,12 @@
 
 namespace ravelo::logview {
 
-// Appends text as the inside of a JSON string. What is not UTF-8 becomes U+FFFD.
-void append_json(std::string &out, std::string_view text);
+// A copy in which each byte that is not UTF-8 has become U+FFFD.
+[[nodiscard]] std::string valid_utf8(std::string_view text);
+
+// A copy of JSON, without line breaks, in which controls and characters that turn the direction of
+// writing are escaped, as JSON may but need not do.
+[[nodiscard]] std::string escape_hidden(std::string_view json);
 
 // Appends text for HTML, inside and outside of quotes. Controls, characters that turn the direction
 // of writing and what is not UTF-8 become U+FFFD.
@@ -23,6 +27,6 @@ struct shown_character {
 
 // Takes the first character off a text that is not empty, and gives what a terminal may show of it.
 // utf8: the terminal shows UTF-8; otherwise only ASCII.
-[[nodiscard]] shown_character take_shown(std::string_view &text, bool utf8);
+[[nodiscard]] shown_character next_shown(std::string_view &text, bool utf8);
 
 }  // namespace ravelo::logview

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
-#include "dbm/catalog.h"
+#include "dbm/common/catalog.h"
 #include "log/messages.h"
 
 namespace ravelo::logview {
@@ -37,7 +38,7 @@ constexpr std::array<action, 3> actions = {
 
 }  // namespace
 
-std::optional<sentences::sentence> sentences::take_apart(size_t action, std::string_view text) {
+std::optional<sentences::sentence> sentences::parse_sentence(size_t action, std::string_view text) {
     sentence made{action, {}, {}};
     std::string *literal = &made.before;
     for (size_t i = 0; i < text.size(); ++i) {
@@ -68,7 +69,7 @@ bool sentences::add_folder(const std::string &folder) {
             continue;
         for (size_t i = 0; i < actions.size(); ++i) {
             const auto number = static_cast<uint32_t>(actions[i].number);
-            if (auto made = take_apart(i, dbm::find_text(read, number)))
+            if (auto made = parse_sentence(i, dbm::find_text(read, number)))
                 known_.push_back(std::move(*made));
         }
     }

@@ -37,7 +37,8 @@ class sentences {
         std::string before;
         std::vector<piece> pieces;
     };
-    [[nodiscard]] static std::optional<sentence> take_apart(size_t action, std::string_view text);
+    [[nodiscard]] static std::optional<sentence> parse_sentence(size_t action,
+                                                                std::string_view text);
 
     std::vector<sentence> known_;
 };

@@ -16,11 +16,11 @@ int64_t longer_step(int64_t step) {
 
 }  // namespace
 
-deed deed_of(const record &read) {
-    constexpr std::array<std::string_view, deed_count - 1> types = {"FORCE", "NICE", "SCHEDGRP",
-                                                                    "WARNING", "ERROR"};
+record_kind kind_of(const record &read) {
+    constexpr std::array<std::string_view, record_kinds - 1> types = {"FORCE", "NICE", "SCHEDGRP",
+                                                                      "WARNING", "ERROR"};
     const auto *const found = std::find(types.begin(), types.end(), read.type);
-    return static_cast<deed>(found - types.begin());
+    return static_cast<record_kind>(found - types.begin());
 }
 
 int64_t time_series::floor_to(int64_t time, int64_t step) {
@@ -63,8 +63,8 @@ application_figures &statistics::figures_of(const record &read) {
     return entry->second;
 }
 
-void statistics::take(const record &read) {
-    const deed which = deed_of(read);
+void statistics::add(const record &read) {
+    const record_kind which = kind_of(read);
     const auto place = static_cast<size_t>(which);
     ++records_;
     ++done_[place];

@@ -15,11 +15,11 @@
 namespace ravelo::logview {
 
 // The records that are counted each for itself.
-enum class deed : uint8_t { force, nice, schedule, warning, error, other };
-constexpr size_t deed_count = 6;
-using deeds = std::array<uint64_t, deed_count>;
+enum class record_kind : uint8_t { force, nice, schedule, warning, error, other };
+constexpr size_t record_kinds = 6;
+using kind_counts = std::array<uint64_t, record_kinds>;
 
-[[nodiscard]] deed deed_of(const record &read);
+[[nodiscard]] record_kind kind_of(const record &read);
 
 // Values by time, in steps that grow with the time that they span, so that they fit a chart.
 class time_series {
@@ -42,13 +42,13 @@ class time_series {
 };
 
 struct application_figures {
-    deeds done{};
+    kind_counts done{};
     int64_t user_cpu = 0, system_cpu = 0;
     time_series cpu{};  // both together
 };
 
 struct rule_figures {
-    deeds done{};
+    kind_counts done{};
     std::optional<int64_t> last{};
 };
 
@@ -60,14 +60,14 @@ class statistics {
     // 0.
     static constexpr size_t most_names = 500;
 
-    void take(const record &read);
+    void add(const record &read);
 
     [[nodiscard]] uint64_t records() const { return records_; }
-    [[nodiscard]] const deeds &done() const { return done_; }
+    [[nodiscard]] const kind_counts &done() const { return done_; }
     [[nodiscard]] std::optional<int64_t> first() const { return first_; }
     [[nodiscard]] std::optional<int64_t> last() const { return last_; }
     [[nodiscard]] int64_t step() const { return step_; }
-    [[nodiscard]] const time_series &over_time(deed which) const {
+    [[nodiscard]] const time_series &over_time(record_kind which) const {
         return over_time_[static_cast<size_t>(which)];
     }
     [[nodiscard]] const std::map<name, application_figures> &applications() const {
@@ -80,10 +80,10 @@ class statistics {
     application_figures &figures_of(const record &read);
 
     uint64_t records_ = 0;
-    deeds done_{};
+    kind_counts done_{};
     std::optional<int64_t> first_, last_;
     int64_t step_ = time_series::first_step;
-    std::array<time_series, deed_count> over_time_;
+    std::array<time_series, record_kinds> over_time_;
     std::map<name, application_figures> applications_;
     std::map<int32_t, rule_figures> rules_;
 };

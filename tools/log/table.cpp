@@ -64,7 +64,7 @@ class table_writer : public writer {
                                    : time_width + type_width + 2 * name_width_ + 4 +
                                          (width_ >= wide ? node_width + 1 : 0)) {}
 
-    void take(const record &read) override {
+    void add(const record &read) override {
         if (!begun_)
             heading();
         line_.clear();
@@ -112,7 +112,7 @@ class table_writer : public writer {
         std::string shown;
         size_t used = 0;
         while (!text.empty()) {
-            const shown_character next = take_shown(text, utf8_);
+            const shown_character next = next_shown(text, utf8_);
             if (used + next.columns > width && width_ != endless)
                 break;
             shown += next.bytes;
@@ -135,7 +135,7 @@ class table_writer : public writer {
             if (column_ > margin && column_ + columns_of(word) > width_)
                 break_line(margin);
             while (!word.empty()) {
-                const shown_character next = take_shown(word, utf8_);
+                const shown_character next = next_shown(word, utf8_);
                 if (column_ > margin && column_ + next.columns > width_)
                     break_line(margin);
                 line_ += next.bytes;
@@ -151,7 +151,7 @@ class table_writer : public writer {
     [[nodiscard]] size_t columns_of(std::string_view word) const {
         size_t columns = 0;
         while (!word.empty())
-            columns += take_shown(word, utf8_).columns;
+            columns += next_shown(word, utf8_).columns;
         return columns;
     }
 

@@ -14,7 +14,7 @@ std::string short_text(const record &read) {
             text += ", priority " + std::to_string(*read.priority);
         return text + ": " + std::string(read.reason);
     }
-    const std::string text(read.text);
+    std::string text(read.text);
     if (!read.location)
         return text;
     std::string placed = "(";
@@ -22,7 +22,7 @@ std::string short_text(const record &read) {
     return placed += ") " + text;
 }
 
-void put(const std::string &text) {
+void put(std::string_view text) {
     (void)std::fwrite(text.data(), 1, text.size(), stdout);
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "tools/log/options.h"
 #include "tools/log/record.h"
@@ -17,7 +18,7 @@ class writer {
     writer &operator=(const writer &) = delete;
     virtual ~writer() = default;
 
-    virtual void take(const record &read) = 0;
+    virtual void add(const record &read) = 0;
     // After the last record. malformed: how many lines were no records.
     virtual void finish(uint64_t malformed) = 0;
 };
@@ -34,6 +35,6 @@ class writer {
 [[nodiscard]] std::string short_text(const record &read);
 
 // Writes to standard output. That it failed is seen at the end, by ferror.
-void put(const std::string &text);
+void put(std::string_view text);
 
 }  // namespace ravelo::logview

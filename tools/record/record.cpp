@@ -1,31 +1,31 @@
 // ravelo-record: writes what a manager's snapshots show to a recording, until it is stopped.
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <new>
 #include <string>
 #include <unistd.h>
 #include <utility>
 
 #include "daemon/attach.h"
+#include "daemon/base/files.h"
+#include "daemon/base/memory.h"
+#include "daemon/base/result.h"
+#include "daemon/base/text.h"
 #include "daemon/clean_up.h"
-#include "daemon/files.h"
-#include "daemon/memory.h"
-#include "daemon/result.h"
-#include "dbm/codes.h"
-#include "dbm/fields.h"
+#include "dbm/common/text.h"
 #include "govern/get_snapshot.h"
-#include "govern/sql_codes.h"
+#include "govern/interface/sql_codes.h"
 #include "log/report.h"
-#include "log/text.h"
+#include "tools/common/program.h"
 #include "tools/record/snapshot_text.h"
 
 namespace ravelo::record {
 namespace {
+
+using program::complain;
+using program::show_usage;
 
 constexpr uint32_t usual_snapshot = 65536;  // bytes
 
@@ -36,40 +36,32 @@ struct settings {
     std::string database, node, file;
 };
 
-constexpr const char *usage =
-    "Usage: ravelo-record [-f] [-i SECONDS] [-n COUNT] DATABASE NODE FILE\n";
-
-int complain(const std::string &text) {
-    (void)std::fprintf(stderr, "ravelo-record: %s\n", text.c_str());
-    return 1;
+bool read_number(const char *text, uint32_t most, uint32_t *number) {
+    const auto value = dbm::number_in<uint32_t>(text, 1, most);
+    *number = value.value_or(0);
+    return value.has_value();
 }
 
-bool take_number(const char *text, uint32_t least, uint32_t most, uint32_t *number) {
-    return dbm::parse_number(text, *number) && *number >= least && *number <= most;
-}
-
-// False: the words are not a command line.
-bool read_command_line(int count, char **words, settings *wanted) {
+int32_t read_command_line(int count, char **words, settings *wanted) {
     int letter = 0;
     while ((letter = getopt(count, words, "fi:n:")) != -1) {
         if (letter == 'f')
             wanted->overwrite = true;
-        else if (letter == 'i'
-                     ? !take_number(optarg, 1, 86400, &wanted->interval)
-                     : letter != 'n' || !take_number(optarg, 1, UINT32_MAX, &wanted->count))
-            return false;
+        else if (letter == 'i' ? !read_number(optarg, 86400, &wanted->interval)
+                               : letter != 'n' || !read_number(optarg, UINT32_MAX, &wanted->count))
+            return show_usage();
     }
     if (count - optind != 3)
-        return false;
+        return show_usage();
     wanted->database = words[optind];
     wanted->node = words[optind + 1];
     wanted->file = words[optind + 2];
-    return true;
+    return result::ok;
 }
 
 // Fills the state record that the daemon's own snapshot code works on. Reports go to standard
-// error, as while a configuration is validated. False: an argument is no good.
-bool prepare(const settings &wanted, glob_struct *glob) {
+// error, as while a configuration is validated.
+int32_t prepare(const settings &wanted, glob_struct *glob) {
     init_glob(glob);
     glob->validate_mode = 1;
     glob->uow_limit_used = 1;
@@ -77,24 +69,27 @@ bool prepare(const settings &wanted, glob_struct *glob) {
     cut_text(glob->instance_name, "ravelod");
     if (!copy_text(glob->db_name, wanted.database) || wanted.database.empty() ||
         !dbm::parse_number(wanted.node, glob->node_num) || allocate_record(&glob->snap_req) != 0)
-        return false;
-    dbm_to_upper(static_cast<int>(text_of(glob->db_name).size()), 0, glob->db_name);
+        return complain("DATABASE has at most 8 characters and NODE is a number up to 65535");
+    dbm_to_upper(static_cast<int>(text_of(glob->db_name).size()), dbm_to_upper_mode, glob->db_name);
     glob->snap_req_size = sizeof(snapshot_request);
     fill_snapshot_request(glob);
     skip_size_estimate(glob, usual_snapshot);
-    return true;
+    return result::ok;
 }
 
-// Where the recording goes. Results: 0, or the system's error code.
-int open_recording(const settings &wanted, uint32_t *handle) {
+int32_t open_recording(const settings &wanted, uint32_t *handle) {
     if (wanted.file == "-") {
         *handle = STDOUT_FILENO;
-        return 0;
+        return result::ok;
     }
     const int how = wanted.overwrite ? O_TRUNC : O_EXCL;
     const int fd = open(wanted.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | how, 0640);
+    const int code = fd < 0 ? errno : 0;
     *handle = static_cast<uint32_t>(fd);
-    return fd < 0 ? errno : 0;
+    if (code == 0)
+        return result::ok;
+    return complain(wanted.file + ": " + std::strerror(code) +
+                    (code == EEXIST ? "; -f overwrites it" : ""));
 }
 
 // SIGINT and SIGTERM are only taken between two snapshots.
@@ -135,7 +130,7 @@ int32_t add_snapshot(const glob_struct *glob, std::string &text) {
 // Says once, until the next snapshot, that there is none; of an unreachable database the snapshot
 // code has said so.
 void note_absence(const glob_struct *glob, bool *noted) {
-    if (glob->api_sqlca.sqlcode == sql_code::no_data && !std::exchange(*noted, true))
+    if (glob->api_sqlca.sqlcode == dbm_sql_no_data && !std::exchange(*noted, true))
         (void)complain("there is nothing to record at present; trying on");
 }
 
@@ -148,7 +143,7 @@ int32_t write_out(uint32_t handle, const std::string &text) {
     return result::file;
 }
 
-int32_t take_snapshots(const settings &wanted, glob_struct *glob, uint32_t handle) {
+int32_t record_snapshots(const settings &wanted, glob_struct *glob, uint32_t handle) {
     int32_t outcome = write_out(handle, first_line);
     bool absence_noted = false;
     timespec next{};
@@ -177,17 +172,17 @@ int32_t take_snapshots(const settings &wanted, glob_struct *glob, uint32_t handl
 // Attaches, and tries again while the manager can't be connected to, which attach has said once.
 // *stopped: a stop came first.
 int32_t attach_in_time(const settings &wanted, glob_struct *glob, bool *stopped) {
-    int32_t outcome = attach(glob);
+    const int32_t outcome = attach(glob);
     timespec next{};
     (void)clock_gettime(CLOCK_MONOTONIC, &next);
-    while (outcome != result::ok && glob->api_sqlca.sqlcode == dbm::sql::connect_failed) {
+    while (outcome != result::ok && glob->api_sqlca.sqlcode == dbm_sql_not_connected) {
         next.tv_sec += wanted.interval;
         *stopped = wait_for_stop(next);
         if (*stopped)
             return result::ok;
         if (dbm_attach(glob->instance_name, nullptr, nullptr, &glob->api_sqlca) == 0)
             return result::ok;
-        if (glob->api_sqlca.sqlcode != dbm::sql::connect_failed)
+        if (glob->api_sqlca.sqlcode != dbm_sql_not_connected)
             report_manager_error(glob, location::main_attach, "DBATTACH");
     }
     return outcome;
@@ -197,25 +192,27 @@ int32_t record(const settings &wanted, glob_struct *glob, uint32_t handle) {
     bool stopped = false;
     int32_t outcome = attach_in_time(wanted, glob, &stopped);
     if (outcome == result::ok && !stopped)
-        outcome = take_snapshots(wanted, glob, handle);
+        outcome = record_snapshots(wanted, glob, handle);
     const int32_t ended = clean_up(glob, clean_up_mode::at_end);
     return outcome != result::ok ? outcome : ended;
 }
 
-int run(const settings &wanted) {
+int32_t run(int count, char **words) {
     static glob_struct glob;
-    const sigset_t stops = stop_signals();
-    (void)sigprocmask(SIG_BLOCK, &stops, nullptr);
-    if (!prepare(wanted, &glob))
-        return complain("DATABASE has at most 8 characters and NODE is a number up to 65535");
-    int32_t outcome = set_up_library(&glob);
+    settings wanted;
+    int32_t outcome = read_command_line(count, words, &wanted);
     if (outcome != result::ok)
         return outcome;
+    const sigset_t stops = stop_signals();
+    (void)sigprocmask(SIG_BLOCK, &stops, nullptr);
+    outcome = prepare(wanted, &glob);
+    if (outcome == result::ok)
+        outcome = set_up_library(&glob);
     uint32_t handle = 0;
-    const int opened = open_recording(wanted, &handle);
-    if (opened != 0)
-        return complain(wanted.file + ": " + std::strerror(opened) +
-                        (opened == EEXIST ? "; -f overwrites it" : ""));
+    if (outcome == result::ok)
+        outcome = open_recording(wanted, &handle);
+    if (outcome != result::ok)
+        return outcome;
     outcome = record(wanted, &glob, handle);
     const int closed = close_file(handle);
     if (closed == 0 || outcome != result::ok)
@@ -226,18 +223,9 @@ int run(const settings &wanted) {
 }  // namespace
 }  // namespace ravelo::record
 
+const char *const ravelo::program::name = "ravelo-record";
+const char *const ravelo::program::usage = "[-f] [-i SECONDS] [-n COUNT] DATABASE NODE FILE";
+
 int main(int argc, char **argv) {
-    using namespace ravelo::record;
-    if (ravelo::guard_standard_streams() != 0)
-        return 1;
-    try {
-        settings wanted;
-        if (!read_command_line(argc, argv, &wanted)) {
-            (void)std::fputs(usage, stderr);
-            return 1;
-        }
-        return run(wanted);
-    } catch (const std::bad_alloc &) {
-        return complain("out of memory");
-    }
+    return ravelo::program::run(argc, argv, ravelo::record::run);
 }

@@ -4,7 +4,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "dbm/fields.h"
+#include "dbm/common/fields.h"
+#include "dbm/common/text.h"
 
 namespace ravelo::record {
 namespace {
@@ -22,9 +23,9 @@ void append_figure(std::string &text, std::string_view name, uint32_t value) {
 
 // A blank-padded field without its padding.
 void append_text(std::string &text, std::string_view name, std::string_view padded) {
-    padded = padded.substr(0, padded.find_last_not_of(' ') + 1);
-    if (!padded.empty())
-        dbm::append_field(text, name, padded);
+    const std::string_view value = dbm::padded_text(padded);
+    if (!value.empty())
+        dbm::append_field(text, name, value);
 }
 
 void append_application(std::string &text, const appl_snapshot &record) {

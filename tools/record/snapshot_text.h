@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "govern/snapshot_records.h"
+#include "govern/interface/snapshot_records.h"
 #include "govern/snapshot_walk.h"
 
 namespace ravelo::record {

@@ -6,10 +6,10 @@
 #include <new>
 #include <utility>
 
-#include "daemon/clock.h"
-#include "govern/dbm.h"
-#include "govern/snapshot_records.h"
-#include "govern/sql_codes.h"
+#include "daemon/base/clock.h"
+#include "govern/interface/dbm.h"
+#include "govern/interface/snapshot_records.h"
+#include "govern/interface/sql_codes.h"
 #include "log/system_log.h"
 
 namespace ravelo {
@@ -20,6 +20,7 @@ namespace {
 struct {
     uint32_t interval = 0;
     uint32_t time = 0;     // of the snapshot last used
+    uint32_t left = 0;     // snapshots before the recording's end
     bool started = false;  // one was used
     bool ended = false;
     packed_message listener;
@@ -35,10 +36,13 @@ enum class use : uint8_t { yes, no, end };
 
 // What is to be done with a snapshot of that time.
 use use_of(uint32_t time) {
+    if (state.left == 0)
+        return use::end;  // it begins anew
+    --state.left;
     if (!state.started)
         return use::yes;
     if (time < state.time)
-        return use::end;  // it begins anew, or the clock was set back: nothing to go by
+        return use::end;  // the clock was set back: nothing to go by
     return time - state.time < state.interval ? use::no : use::yes;
 }
 
@@ -58,8 +62,8 @@ void note(short count, long number, const message_token *first) noexcept {
 
 }  // namespace
 
-void begin(uint32_t start, uint32_t interval, packed_message listener) {
-    state = {interval, start, false, false, std::move(listener)};
+void begin(const recording_extent &extent, uint32_t interval, packed_message listener) {
+    state = {interval, extent.start, extent.snapshots, false, false, std::move(listener)};
 }
 
 bool at_end() {
@@ -87,8 +91,8 @@ int dbm_snapshot(int version, void *unused, const snapshot_request *request, uin
     static auto *const next = replay::next_of(&dbm_snapshot, "dbm_snapshot");
     for (;;) {
         const int code = next(version, unused, request, size, buffer, summary, ca);
-        if (code != 0 || ca->sqlcode != sql_code::ok) {
-            state.ended = code != 0 || ca->sqlcode != sql_code::buffer_too_small;
+        if (code != 0 || ca->sqlcode != dbm_sql_ok) {
+            state.ended = code != 0 || ca->sqlcode != dbm_sql_buffer_too_small;
             return code;
         }
         switch (replay::use_of(summary->snap_time)) {
@@ -96,7 +100,7 @@ int dbm_snapshot(int version, void *unused, const snapshot_request *request, uin
                 continue;
             case replay::use::end:
                 state.ended = true;
-                ca->sqlcode = sql_code::no_data;
+                ca->sqlcode = dbm_sql_no_data;
                 return 0;
             case replay::use::yes:
                 state.started = true;

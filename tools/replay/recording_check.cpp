@@ -1,9 +1,8 @@
 #include "tools/replay/recording_check.h"
 
-#include <cstring>
-
-#include "dbm/codes.h"
-#include "dbm/embedded/recording.h"
+#include "daemon/base/result.h"
+#include "dbm/common/recording.h"
+#include "tools/common/program.h"
 
 namespace ravelo::replay {
 namespace {
@@ -26,22 +25,23 @@ bool is_ending(const dbm::outcome &answer) {
 
 }  // namespace
 
-std::string check_recording(const std::string &path, uint32_t *start) {
-    dbm::embedded::recording tape;
-    dbm::outcome answer = dbm::embedded::open_recording(tape, path, "");
+int32_t check_recording(const std::string &path, recording_extent *found) {
+    dbm::recording tape;
+    dbm::outcome answer = dbm::open_recording(tape, path, "");
     uint32_t lines = 0;
-    // One that repeats itself goes back to lines that were read.
-    while (answer.sqlcode == 0 && tape.lines.lines >= lines) {
-        const bool first = lines == 0;
-        lines = tape.lines.lines + 1;
-        answer = dbm::embedded::load_snapshot(tape, "");
-        if (first && answer.sqlcode != 0 && is_ending(answer))
-            return path + ": the recording holds no snapshot";
-        if (first)
-            *start = tape.snapshot.time;
+    while (answer.sqlcode == 0) {
+        answer = dbm::load_snapshot(tape, "");
+        if (answer.sqlcode != 0 || tape.lines.lines <= lines)
+            break;  // one that repeats itself goes back to lines that were read
+        lines = tape.lines.lines;
+        found->start = found->snapshots == 0 ? tape.snapshot.time : found->start;
+        ++found->snapshots;
         tape.loaded = false;
     }
-    return answer.sqlcode == 0 || is_ending(answer) ? "" : describe(path, answer);
+    if (answer.sqlcode != 0 && !is_ending(answer))
+        return program::complain(describe(path, answer));
+    return found->snapshots != 0 ? result::ok
+                                 : program::complain(path + ": the recording holds no snapshot");
 }
 
 }  // namespace ravelo::replay

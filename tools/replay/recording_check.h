@@ -6,8 +6,13 @@
 
 namespace ravelo::replay {
 
-// Reads a recording to its end. *start: the time of its first snapshot. Returns what is wrong with
-// it, with the line; empty: nothing. May throw bad_alloc.
-[[nodiscard]] std::string check_recording(const std::string &path, uint32_t *start);
+struct recording_extent {
+    uint32_t start = 0;      // time of the first snapshot
+    uint32_t snapshots = 0;  // before the recording's end, or before it begins anew
+};
+
+// Reads a recording to its end. Results: 0; program::failed, what is wrong with it being said. May
+// throw bad_alloc.
+[[nodiscard]] int32_t check_recording(const std::string &path, recording_extent *found);
 
 }  // namespace ravelo::replay

@@ -2,7 +2,8 @@
 
 #include <cstdio>
 #include <string>
-#include <utility>
+
+#include "config/limits.h"
 
 namespace ravelo::replay {
 namespace {
@@ -34,13 +35,9 @@ std::string describe(const config_restrict &rule) {
     append_window(text, rule);
     append_names(text, "authid ", rule.authid_list);
     append_names(text, "applname ", rule.applname_list);
-    const std::pair<const char *, int32_t> limits[] = {
-        {"cpu ", rule.cpu_limit},         {"locks ", rule.locks_limit},
-        {"rowssel ", rule.rowssel_limit}, {"rowsread ", rule.rowsread_limit},
-        {"idle ", rule.idle_limit},       {"uowtime ", rule.uowtime_limit}};
-    for (const auto &[name, limit] : limits)
-        if (limit > 0)
-            text += name + std::to_string(limit) + " ";
+    for (const limit_row &limit : limits)
+        if (rule.*limit.field > 0)
+            text += std::string(limit.name) + " " + std::to_string(rule.*limit.field) + " ";
     return text + action_of(rule);
 }
 

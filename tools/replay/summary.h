@@ -18,19 +18,19 @@ namespace ravelo::replay {
 enum class action_kind : uint8_t { force, priority, schedule };
 constexpr size_t action_kinds = 3;
 
-// An action on one connection of an application. The same one taken again is the same deed.
-struct deed {
+// An action on one connection of an application. The same one taken again is the same action.
+struct action {
     action_kind kind = action_kind::force;
     int32_t priority = 0;  // of the action priority
     std::string application_id{};
     // NOLINTNEXTLINE(modernize-use-nullptr): the linter takes what is compared for a pointer
-    auto operator<=>(const deed &) const = default;
+    auto operator<=>(const action &) const = default;
 };
 
 using application = std::pair<std::string, std::string>;  // its name and authorization id
 
 // Who did it to whom.
-struct deed_done {
+struct action_record {
     int32_t line = 0;  // of the rule
     application whom{};
     uint32_t times = 0;
@@ -41,10 +41,11 @@ struct rule_text {
     std::string text;  // its description, or whom it is about and what it limits
 };
 
-// All of a night.
+// All of one replay.
 struct summary {
-    std::vector<rule_text> rules{};                               // in file order
-    std::map<std::pair<deed, int32_t>, deed_done> deeds{};        // by deed and line of the rule
+    std::vector<rule_text> rules{};  // in file order
+    std::map<std::pair<action, int32_t>, action_record>
+        actions{};                                                // by action and line of the rule
     std::map<application, std::map<std::string, int64_t>> cpu{};  // accounted, by application id
     uint32_t snapshots = 0;
 };
@@ -55,8 +56,8 @@ void count_message(summary &counts, long number, const std::vector<std::string> 
 // Counts a line of the governor log, if it is an "ACCOUNT" record. May throw bad_alloc.
 void count_line(summary &counts, std::string_view line);
 
-// What of counts the other one doesn't have: deeds that it never did, and the CPU time by which it
-// accounts less of a connection. May throw bad_alloc.
+// What of counts the other one doesn't have: actions that it never did, and the CPU time by which
+// it accounts less of a connection. May throw bad_alloc.
 [[nodiscard]] summary left_over(const summary &counts, const summary &other);
 
 // Prints the counts as two tables, of all rules and of every application that was met.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <csignal>
+#include <cstdint>
 #include <string>
 
 namespace ravelo::replay {
@@ -10,13 +11,14 @@ namespace ravelo::replay {
 // wait until then.
 class temporary_instance {
   public:
-    temporary_instance(const std::string &recording, const std::string &database);
+    temporary_instance() { (void)sigprocmask(SIG_BLOCK, nullptr, &signals_before_); }
     ~temporary_instance();
     temporary_instance(const temporary_instance &) = delete;
     temporary_instance &operator=(const temporary_instance &) = delete;
 
-    // Whether it could be made; the client library then works with it.
-    [[nodiscard]] bool is_ready() const { return ready_; }
+    // Makes it; the client library then works with it. To be called once. Results: 0;
+    // program::failed, which is said.
+    [[nodiscard]] int32_t set_up(const std::string &recording, const std::string &database);
     // The path of a file of the directory.
     [[nodiscard]] std::string file(const std::string &name) const {
         return directory_ + "/" + name;
@@ -25,7 +27,6 @@ class temporary_instance {
   private:
     std::string directory_;
     sigset_t signals_before_{};
-    bool ready_ = false;
 };
 
 // Whether a signal waits that will end the program.

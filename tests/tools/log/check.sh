@@ -9,7 +9,7 @@ page=$(realpath "$2")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export PATH="$1:$PATH" TZ=UTC LC_ALL=C.UTF-8 TERM=dumb
-cp "$here"/* "$work" && cd "$work" || exit 1
+cp "$here"/* "$here"/../../../tools/log/page.{css,js} "$work" && cd "$work" || exit 1
 cp old.gz governor.log.1.gz
 
 run() { bash -o pipefail -c "$1" 2>&1 </dev/null || echo "[$?]"; }

@@ -1,0 +1,140 @@
+#include "dbm/common/files.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace dbm {
+
+namespace {
+
+constexpr mode_t file_mode = 0640;
+constexpr size_t read_step = 65536;
+
+struct release_memory {
+    void operator()(char *text) const { std::free(text); }
+};
+
+// 0 when the descriptor is a regular file.
+int check_regular(int descriptor) {
+    struct stat status = {};
+    if (fstat(descriptor, &status) != 0)
+        return errno;
+    return S_ISREG(status.st_mode) ? 0 : code::not_a_file;
+}
+
+// Cuts the last bytes written off again, so that the next line does not continue them, unless
+// another process has written behind them. False: they stay.
+[[nodiscard]] bool undo_write(int descriptor, off_t written) {
+    const off_t end = lseek(descriptor, 0, SEEK_CUR);
+    struct stat status = {};
+    return end >= written && fstat(descriptor, &status) == 0 && status.st_size == end &&
+           ftruncate(descriptor, end - written) == 0;
+}
+
+}  // namespace
+
+file_guard &file_guard::operator=(file_guard &&other) noexcept {
+    if (this != &other)
+        reset(other.release());
+    return *this;
+}
+
+int file_guard::release() {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return descriptor;
+}
+
+void file_guard::reset(int descriptor) {
+    if (descriptor_ >= 0)
+        (void)close(descriptor_);  // nothing is buffered, so nothing can be lost here
+    descriptor_ = descriptor;
+}
+
+int open_for_reading(const std::string &path, file_guard &file) {
+    // Non-blocking, so that a pipe put in the file's place can't hang the process.
+    file_guard opened(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!opened.is_open())
+        return errno;
+    const int problem = check_regular(opened.get());
+    if (problem != 0)
+        return problem;
+    file = std::move(opened);
+    return 0;
+}
+
+int open_for_appending(const std::string &path, file_guard &file) {
+    constexpr int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    file_guard opened(open(path.c_str(), flags | O_CREAT | O_EXCL, file_mode));
+    if (opened.is_open()) {
+        if (fchmod(opened.get(), file_mode) != 0)
+            return errno;
+    } else if (errno == EEXIST) {
+        opened.reset(open(path.c_str(), flags));
+    }
+    if (!opened.is_open())
+        return errno;
+    const int problem = check_regular(opened.get());
+    if (problem != 0)
+        return problem;
+    file = std::move(opened);
+    return 0;
+}
+
+int read_some(int descriptor, std::span<char> buffer, size_t *length) {
+    ssize_t got = 0;
+    do {
+        got = read(descriptor, buffer.data(), buffer.size());
+    } while (got < 0 && errno == EINTR);
+    if (got < 0)
+        return errno;
+    *length = static_cast<size_t>(got);
+    return 0;
+}
+
+int read_file(const std::string &path, size_t limit, std::vector<char> &content) {
+    file_guard file;
+    const int opened = open_for_reading(path, file);
+    if (opened != 0)
+        return opened;
+    content.clear();
+    while (true) {
+        const size_t used = content.size();
+        if (used > limit)
+            return EFBIG;
+        content.resize(used + read_step);
+        size_t got = 0;
+        const int problem = read_some(file.get(), std::span(content).subspan(used), &got);
+        content.resize(used + (problem == 0 ? got : 0));
+        if (problem != 0 || got == 0)
+            return problem;
+    }
+}
+
+int resolve_path(const std::string &path, std::string &resolved) {
+    const std::unique_ptr<char, release_memory> found(realpath(path.c_str(), nullptr));
+    if (found == nullptr)
+        return errno;
+    resolved = found.get();
+    return 0;
+}
+
+int write_line(int descriptor, std::string_view text) {
+    ssize_t written = 0;
+    do {
+        written = write(descriptor, text.data(), text.size());
+    } while (written < 0 && errno == EINTR);
+    if (written < 0)
+        return errno;
+    if (static_cast<size_t>(written) == text.size())
+        return 0;
+    (void)undo_write(descriptor, written);  // taken back or not, the line is not there
+    return ENOSPC;
+}
+
+}  // namespace dbm
