@@ -76,6 +76,7 @@ format:
 PREFIX ?= /usr/local
 install: build
 	@umask 022 && cmake --install "$(BUILD)" --prefix "$(PREFIX)"
+	@[ "$$(id -u)" != 0 ] || chown -Rh --reference=. "$(BUILD)" # so that its owner can go on
 
 # build-release/*.deb, with everything in it.
 package:

@@ -71,5 +71,5 @@ for type in FORCE NICE SCHEDGRP; do
 done
 awk -f "$examples/account-by-application/sum.awk" "$log"
 say 'What the database manager was told (its journal):'
-cat "$DBM_INSTANCE/tmp/ORDERS.0.journal"
+cat "$DBM_INSTANCE/tmp/ORDERS.0.journal" 2>/dev/null || echo '(nothing)'
 exit "$status"

@@ -1,5 +1,7 @@
 #include "log/report.h"
 
+#include <limits>
+
 #include "daemon/base/files.h"
 #include "daemon/base/text.h"
 #include "govern/interface/constants.h"

@@ -29,7 +29,8 @@ if [ -e "$folder/CMakeCache.txt" ] && is_stale; then
         exit 1
     fi
     echo "Beginning $folder anew: it was made in another place or by another CMake."
-    rm -rf "$folder"
+    # What fuzzing has found stays.
+    find "$folder" -mindepth 1 -maxdepth 1 ! -name corpus -exec rm -rf {} +
 fi
 
 mkdir -p "$folder"

@@ -39,48 +39,60 @@ fi
 
 installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 
-# A server's programs and its headers, of one version, whichever that is.
-has_server() {
-    local programs version
-    for programs in /usr/lib/postgresql/*/bin; do
-        version=$(basename "${programs%/bin}")
-        [ -x "$programs/initdb" ] && [ -e "/usr/include/postgresql/$version/server/postgres.h" ] && return
+# Adds what is missing of a server's programs and headers, of one version of 15 to 18. One that is here
+# already, perhaps with somebody's data, gets its headers and is left as it is.
+find_missing_server() {
+    local version here=
+    for version in 18 17 16 15; do
+        [ -x "/usr/lib/postgresql/$version/bin/initdb" ] || continue
+        [ ! -e "/usr/include/postgresql/$version/server/postgres.h" ] || return 0
+        here=${here:-$version}
     done
-    return 1
-}
-
-# The version that this Debian has, or none where the lists of packages were never fetched.
-server_version() {
-    apt-cache depends postgresql 2>/dev/null | sed -n 's/.*Depends: postgresql-\([0-9]*\)$/\1/p' | head -n 1
+    # The version that this Debian has, or none where the lists of packages were never fetched.
+    version=${here:-$(LC_ALL=C apt-cache depends postgresql 2>/dev/null |
+        sed -n 's/.*Depends: postgresql-\([0-9]*\)$/\1/p' | head -n 1)}
+    [ -n "$here" ] || missing+=("postgresql${version:+-$version}")
+    missing+=("postgresql-server-dev-${version:-all}")
 }
 
 # Sets missing to what has to be installed.
 find_missing() {
-    local package version
+    local package
     missing=()
     for package in "${packages[@]}"; do
         installed "$package" || missing+=("$package")
     done
-    if [ $server = yes ] && ! has_server; then
-        version=$(server_version)
-        missing+=("postgresql${version:+-$version}" "postgresql-server-dev-${version:-all}")
-    fi
+    [ $server = no ] || find_missing_server
 }
 
 find_missing
 [ ${#missing[@]} -gt 0 ] || exit 0
 
+# The package of the server would make a cluster and start it. The tests only want its programs.
+no_cluster=/etc/postgresql-common/createcluster.d/no-cluster-for-tests-$$.conf
+# What an administrator would type.
+command_line() {
+    local install="apt-get update && apt-get install --no-install-recommends ${missing[*]}"
+    local setting=${no_cluster/-$$/}
+    [[ " ${missing[*]} " != *" postgresql"* ]] ||
+        install="mkdir -p ${setting%/*} && echo create_main_cluster = false > $setting && $install; rm $setting"
+    echo "$install"
+}
 if [ $say_only = yes ]; then
-    echo "apt-get update && apt-get install --no-install-recommends ${missing[*]}"
+    command_line
     exit 0
 fi
 
 log=$(mktemp)
-no_cluster=
 finish() {
+    local setting maker
     rm -f "$log"
-    [ -z "$no_cluster" ] || as_root rm -f "$no_cluster" || true
-    [ -z "$no_cluster" ] || as_root rmdir --ignore-fail-on-non-empty "${no_cluster%/*}" 2>/dev/null || true
+    # Also that of one who was killed.
+    for setting in "${no_cluster%-*}"-*.conf; do
+        maker=${setting##*-} maker=${maker%.conf}
+        [ ! -e "$setting" ] || { [ "$maker" != $$ ] && [ -e "/proc/$maker" ]; } || as_root rm -f "$setting" || true
+    done
+    [ ! -d "${no_cluster%/*}" ] || as_root rmdir --ignore-fail-on-non-empty "${no_cluster%/*}" || true
 }
 trap finish EXIT
 as_root() {
@@ -94,8 +106,7 @@ as_root() {
 }
 give_up() {
     [ ! -s "$log" ] || cat "$log" >&2
-    printf '%s\nAn administrator can install what is missing:\n\n    %s\n\n' "$1" \
-        "apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+    printf '%s\nAn administrator can install what is missing:\n\n    %s\n\n' "$1" "$(command_line)" >&2
     exit 1
 }
 # Waits for another apt to end, and never asks anything.
@@ -114,9 +125,7 @@ done
 find_missing                     # the server's version may be known now
 
 echo "Installing ${missing[*]} ..."
-# The package of the server would make a cluster and start it. The tests only want its programs.
 if [ $server = yes ]; then
-    no_cluster=/etc/postgresql-common/createcluster.d/no-cluster-for-tests-$$.conf
     as_root mkdir -p "${no_cluster%/*}"
     echo 'create_main_cluster = false' | as_root tee "$no_cluster" >/dev/null
 fi

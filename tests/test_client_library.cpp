@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 #include "tests/harness.h"
 
@@ -98,41 +97,6 @@ TEST(Instance, OnlyItsOwnersMayGovern) {
     EXPECT_EQ(nobody("65534", "DBM_INSTANCE=/etc/passwd " + validate), 254);
 }
 
-TEST(Instance, DirectsToTheNodeWhereThereAreSeveral) {
-    const TempInstance instance;
-    instance.config(rules);
-    instance.write("instance.conf", "nodes = 3\n");
-    instance.recording(Recording().snapshot(1000).app({.agent_id = 2, .cpu = 60}), "SAMPLE.2");
-    Daemon daemon(instance, {.node = "2"});
-    ASSERT_TRUE(daemon.pass());
-    daemon.stop();
-    EXPECT_EQ(instance.journal("SAMPLE.2").size(), 1U);
-    const Outcome beyond = instance.run(
-        {"start", "sample", "3", instance.path("rules.cfg"), instance.path("log3")}, real_texts);
-    EXPECT_EQ(beyond.status, 253);
-    EXPECT_TRUE(holds(instance.read("log3"), "(1020)"));
-}
-
-TEST(Instance, ObserveOnlyRehearses) {
-    const TempInstance instance;
-    instance.config("dbname sample; setlimit cpu 60 action force; applname nice setlimit cpu 1;");
-    instance.write("instance.conf", "observe = yes\n");
-    Recording played;
-    for (const uint32_t time : {1000U, 1010U})
-        played.snapshot(time)
-            .app({.agent_id = 7, .cpu = 60})
-            .app({.agent_id = 8, .applname = "nice", .cpu = 60});
-    instance.recording(played);
-    Daemon daemon(instance);
-    ASSERT_TRUE(daemon.passes(2));
-    EXPECT_EQ(daemon.stop().status, 0);
-    const Lines journal = instance.journal();
-    ASSERT_EQ(journal.size(), 4U);  // two forces, since the application is still there
-    for (const std::string &line : journal)
-        EXPECT_TRUE(holds(line, " sqlcode=0 done=no observe=yes")) << line;
-    EXPECT_EQ(of_type(instance.log(), "FORCE").size(), 2U);
-}
-
 TEST(Recording, BadLinesAreNamed) {
     struct Case {
         std::string lines, field;
@@ -170,53 +134,6 @@ TEST(Recording, BadLinesAreNamed) {
                     holds(noted, "line " + std::to_string(one.line)))
             << one.lines << noted;
     }
-}
-
-TEST(Recording, EndsAsItSays) {
-    using Seen = std::pair<size_t, size_t>;  // FORCE and WARNING records
-    const auto forces = [](const std::string &end) {
-        const TempInstance instance;
-        instance.config(rules);
-        Recording played;
-        played.snapshot(1000)
-            .app({.agent_id = 1, .cpu = 60})
-            .snapshot(1010)
-            .app({.agent_id = 2, .cpu = 60});
-        instance.recording(played.line(end));
-        Daemon daemon(instance);
-        EXPECT_TRUE(daemon.passes(6));
-        EXPECT_EQ(daemon.stop().status, 0);
-        return Seen(of_type(instance.log(), "FORCE").size(),
-                    of_type(instance.log(), "WARNING").size());
-    };
-    EXPECT_EQ(forces("end repeat"), (Seen{2, 0}));  // the forced stay away
-    EXPECT_EQ(forces("end empty"), (Seen{2, 0}));
-    EXPECT_EQ(forces("# nothing"), (Seen{2, 0}));
-    EXPECT_EQ(forces("end unreachable"), (Seen{2, 1}));
-}
-
-TEST(Trace, IsSwitchedByItsSignal) {
-    const TempInstance instance;
-    instance.config(rules);
-    instance.recording(Recording().snapshot(1000).app({.agent_id = 7}).line("end repeat"));
-    Daemon daemon(instance);
-    ASSERT_TRUE(daemon.pass());
-    daemon.signal(23);
-    ASSERT_TRUE(daemon.passes(2));  // the rest of the sleep, and a pass
-    EXPECT_EQ(daemon.stop().status, 0);
-    std::string traced;
-    for (const auto &entry : std::filesystem::directory_iterator(instance.path("tmp")))
-        if (entry.path().extension() == ".trace")
-            traced = instance.read("tmp/" + entry.path().filename().string());
-    EXPECT_TRUE(holds(traced, " snapshot ") && holds(traced, "database=SAMPLE")) << traced;
-}
-
-TEST(Messages, KeepLongTokensWholeAndNameErrors) {
-    const TempInstance instance;
-    const std::string path = instance.path(std::string(200, 'x'));
-    const Outcome outcome = instance.run({"validate", "sample", path}, real_texts);
-    EXPECT_TRUE(holds(outcome.err, path)) << outcome.err;
-    EXPECT_TRUE(holds(outcome.err, "2 (ENOENT, ")) << outcome.err;
 }
 
 // A copy of the library with catalogs of the test's own beside it.
@@ -291,7 +208,9 @@ TEST(Messages, ComeInGermanWithoutAnInstalledLocale) {
     ASSERT_EQ(forced.size(), 1U);
     EXPECT_TRUE(holds(forced[0], "FORCE Anwendung m (")) << forced[0];
     EXPECT_TRUE(holds(forced[0], "Grenze erreicht oder überschritten: CPU-Zeit 9 s.")) << forced[0];
-    const Outcome refused = instance.run({"validate", "sample", instance.path("none")}, german);
+    const std::string path = instance.path(std::string(200, 'x'));  // a long token is kept whole
+    const Outcome refused = instance.run({"validate", "sample", path}, german);
+    EXPECT_TRUE(holds(refused.err, path)) << refused.err;
     EXPECT_TRUE(holds(refused.err, "2 (ENOENT, Datei oder Verzeichnis fehlt)")) << refused.err;
     EXPECT_TRUE(holds(instance.run({"stop", "sample", "0"}, german).err, "Kein Daemon überwacht"));
     const std::string umlaut = instance.config("authid müller setlimit cpu 1;");

@@ -59,6 +59,8 @@ std::vector<Scenario> read_scenarios(const std::string &file, std::istream &text
         }
         all.back().entries.push_back(read);
     }
+    if (all.empty())
+        all.push_back({"Empty", {{file + ": ", "scenario", ""}}});
     return all;
 }
 
@@ -80,16 +82,24 @@ std::string fault_of(const Scenario &one, const Entry &entry) {
     static const std::regex often("before|check|during|error|line|needs|record|rules|snapshot");
     static const std::regex once(
         "scenario|calls|events|faults|log|mount|node|passes|status|stop|zone");
+    static const std::regex form(
+        "(passes|status) [0-9]{1,5}|stop yes|zone [A-Z]{3,4}(-?[0-9].*)?|"
+        "faults ([a-z_]+(:[^;@]+)?@[1-9][0-9]*[+]?=[-A-Z0-9/]+(;|$))+|"
+        "(?!passes|status|stop|zone|faults).*");
     static const std::regex after("after([1-9][0-9]*)");
     std::smatch part;
     if (entry.value.empty())
         return "has no value";
+    if (!std::regex_match(entry.key + " " + entry.value, form))
+        return "has a value that can't be";
     if (&entry == one.entries.data() && entry.key != "scenario")
         return "stands before the first scenario";
     if (entry.key == "scenario" && one.name != without_blanks(entry.value))
         return "has a name that is empty or another's";
     if (std::regex_match(entry.key, part, after))
-        return std::stoi(part[1]) > std::stoi(only(one, "passes", "0")) ? "has no such pass" : "";
+        return std::atoi(part.str(1).c_str()) > std::atoi(only(one, "passes").c_str())
+                   ? "has no such pass"
+                   : "";
     if (std::regex_match(entry.key, once))
         return all_of(one, entry.key).size() > 1 ? "may stand there once only" : "";
     return std::regex_match(entry.key, often) ? "" : "is no key";
@@ -152,14 +162,18 @@ Recording recording_of(const Scenario &one) {
 }
 
 // Runs the commands of a key in the instance's directory. Returns the one that failed, or nothing.
+// None of them may be unknown to the shell.
 std::string run_all(const Scenario &one, const std::string &key, const TempInstance &instance,
                     pid_t daemon = 0) {
     const std::string head =
         "cd '" + instance.path("") + "' && daemon=" + std::to_string(daemon) + " && { ";
-    for (const std::string &command : all_of(one, key))
+    for (const std::string &command : all_of(one, key)) {
         // NOLINTNEXTLINE(cert-env33-c): that a shell runs them is the point
-        if (std::system((head + command + "\n}").c_str()) != 0)
+        const int status = std::system((head + command + "\n}").c_str());
+        EXPECT_LT(WEXITSTATUS(status), 126) << command;
+        if (status != 0)
             return command;
+    }
     return "";
 }
 
@@ -232,9 +246,11 @@ std::string usual_events(const std::string &rules, bool stops) {
 
 // Plays a scenario; returns why it was left out, or nothing.
 std::string play(const Scenario &one) {
-    const Lines faults = faults_of(one);
-    EXPECT_EQ(faults, Lines{});
+    EXPECT_EQ(faults_of(one), Lines{});
     const TempInstance instance;
+    const std::string faults = only(one, "faults");
+    auto unfit =
+        std::count(faults.begin(), faults.end(), '=') - (faults.starts_with("dbm_m") ? 1 : 0);
     const std::string rules = joined(all_of(one, "rules"), "\n");
     instance.config("dbname sample; interval 10; " + rules);
     instance.recording(recording_of(one));
@@ -246,20 +262,26 @@ std::string play(const Scenario &one) {
     EXPECT_EQ(run_all(one, "before", instance), "");
     const std::string node = only(one, "node", "0");
     const std::string log = only(one, "log", "log");
-    Daemon daemon(
-        instance,
-        {.faults = only(one, "faults"), .node = node, .env = {{"TZ", only(one, "zone", "UTC")}}},
-        {"start", "sample", node, instance.path("rules.cfg"), instance.path(log)});
-    const int passes = std::stoi(only(one, "passes", "0"));
+    Daemon daemon(instance,
+                  {.faults = faults,
+                   .node = node,
+                   .count_calls = !faults.empty(),
+                   .env = {{"TZ", only(one, "zone", "UTC")}}},
+                  {"start", "sample", node, instance.path("rules.cfg"), instance.path(log)});
+    const int passes = std::atoi(only(one, "passes").c_str());
     for (int i = 1; i <= passes; ++i) {
         EXPECT_TRUE(daemon.pass()) << i;
         EXPECT_EQ(run_all(one, "after" + std::to_string(i), instance, daemon.pid()), "");
     }
-    const int status = std::stoi(only(one, "status", "0"));
+    const int status = std::atoi(only(one, "status").c_str());
     const bool stops = status == 0 || !only(one, "stop").empty();
     const Outcome &outcome = stops ? daemon.stop() : daemon.wait_exit();
     EXPECT_EQ(outcome.status, status) << outcome.err;
     (void)instance.write("err", outcome.err);
+    // "dbm_message_text" is not counted.
+    for (const std::string &call : instance.counted_calls())
+        unfit -= call.starts_with("struck") ? 1 : 0;
+    EXPECT_LE(unfit, 0) << "a fault fits no call";
     EXPECT_EQ(run_all(one, "check", instance), "") << outcome.err << instance.read("log");
     EXPECT_EQ(joined(calls_of(instance), ", "), only(one, "calls"));
     const Records found = records_of(instance, log);
@@ -319,6 +341,12 @@ eror     WARNING
 calls    force 1
 calls    force 1
 check
+scenario figures
+passes   3x
+status   0y
+stop     no
+zone     Nowhere
+faults   open:log@@1=EIO
 )");
     Lines names, faults;
     for (const Scenario &one : read_scenarios("x.txt", text)) {
@@ -326,7 +354,7 @@ check
         const Lines more = faults_of(one);
         faults.insert(faults.end(), more.begin(), more.end());
     }
-    EXPECT_EQ(names, (Lines{"Line2", "GoodIsntIt", "Line8", "Line9", "Bad"}));
+    EXPECT_EQ(names, (Lines{"Line2", "GoodIsntIt", "Line8", "Line9", "Bad", "Figures"}));
     EXPECT_EQ(
         faults,
         (Lines{"x.txt:2: rules stands before the first scenario", "x.txt:8: scenario has no value",
@@ -334,7 +362,15 @@ check
                "x.txt:11: recrod is no key", "x.txt:12: chek is no key",
                "x.txt:13: after9 has no such pass", "x.txt:14: after0 is no key",
                "x.txt:16: eror is no key", "x.txt:17: calls may stand there once only",
-               "x.txt:18: calls may stand there once only", "x.txt:19: check has no value"}));
+               "x.txt:18: calls may stand there once only", "x.txt:19: check has no value",
+               "x.txt:21: passes has a value that can't be",
+               "x.txt:22: status has a value that can't be",
+               "x.txt:23: stop has a value that can't be",
+               "x.txt:24: zone has a value that can't be",
+               "x.txt:25: faults has a value that can't be"}));
+    std::istringstream nothing;
+    EXPECT_EQ(faults_of(read_scenarios("y.txt", nothing).at(0)),
+              Lines{"y.txt: scenario has no value"});
 }
 
 TEST(Scenarios, SayWhyTheyAreLeftOut) {

@@ -17,7 +17,7 @@ stand_in() {
     chmod +x "bin/$1"
 }
 # run COMMAND...: with the stand-ins and the few other programs that are needed.
-for program in bash cat cut env find grep head id mkdir mktemp nproc pwd rm rmdir sed tee dirname basename seq sleep; do
+for program in bash cat cut env find grep ls head id mkdir mktemp nproc pwd rm rmdir sed tee dirname basename seq sleep; do
     ln -s "$(command -v $program)" bin/
 done
 run() {

@@ -22,6 +22,7 @@ clear() { as_ravelo /usr/libexec/ravelo/clear-orphan orders 0; }
 lifecycle() {
     local log=/var/log/ravelo/orders.log file=/var/lib/ravelo/tmp/ORDERS.0.GDA daemon
     local examples=/usr/share/doc/ravelo/examples conffile=/etc/logrotate.d/ravelo
+    [ "$0" = /mnt/package.sh ] || fail 'this is for a copy of the machine only'
     dpkg -P ravelo >/dev/null 2>&1
     dpkg -i "$1"/*_1.0.0-1_*.deb
     expect "$(printf '750 %s:ravelo\n' ravelo ravelo root)" \

@@ -250,11 +250,17 @@ double cpu_seconds_of(int pid) {
 
 }  // namespace ravelo::test
 
-// Exit status 77: no test failed, but all that were asked for are skipped.
+// Exit status 77: no test failed, but all that were asked for are skipped. 1: there are none such.
 int main(int count, char **words) {
     (void)setenv("LC_ALL", "C", 1);
+    // Nothing of the user's own settings of a client may lead elsewhere.
+    for (const char *const name : {"PGSERVICE", "PGOPTIONS", "PGHOSTADDR", "PGPASSFILE",
+                                   "PGSSLMODE", "PGCONNECT_TIMEOUT", "PGTARGETSESSIONATTRS"})
+        (void)unsetenv(name);
     testing::InitGoogleTest(&count, words);
     const int failed = RUN_ALL_TESTS();
-    return failed == 0 && testing::UnitTest::GetInstance()->successful_test_count() == 0 ? 77
-                                                                                         : failed;
+    const testing::UnitTest &all = *testing::UnitTest::GetInstance();
+    if (all.test_to_run_count() == 0)
+        return 1;
+    return failed == 0 && all.successful_test_count() == 0 ? 77 : failed;
 }

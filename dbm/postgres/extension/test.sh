@@ -7,6 +7,8 @@ cd "$(dirname "$0")"
 PG_CONFIG=$(./find_server.sh headers) || { echo "no PostgreSQL server with its headers is installed"; exit 1; }
 bin=$("$PG_CONFIG" --bindir)
 dir=$(mktemp -d)
+# Nothing of the user's own settings of a client may lead elsewhere.
+for name in $(env | sed -n 's/^\(PG[A-Z]*\)=.*/\1/p'); do unset "$name"; done
 export LC_ALL=C PG_CONFIG PGHOST="$dir/server" PGDATABASE=postgres PGUSER=postgres
 sql() { "$bin/psql" -qAtX "$@"; }
 ../../../tests/postgres/private_server.sh "$dir" "$bin" make postgres
