@@ -65,9 +65,13 @@ bool set_protect(settings &conf, std::string_view, std::string_view value) {
     while (conf.protect_privileged) {
         const size_t comma = value.find(',');
         const std::string_view role = without_blanks(value.substr(0, comma));
-        if (role.empty() || role == "none")
+        const bool is_group = role.starts_with('+');
+        if (role.size() <= (is_group ? 1 : 0) || role == "none")
             return false;
-        conf.protected_roles.emplace_back(role);
+        if (is_group)
+            conf.protected_groups.emplace_back(role.substr(1));
+        else
+            conf.protected_roles.emplace_back(role);
         if (comma == std::string_view::npos)
             break;
         value.remove_prefix(comma + 1);

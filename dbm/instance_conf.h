@@ -13,8 +13,11 @@
 //   connection = TEXT    how to connect, as the server's own client library reads it
 //   database NAME = TEXT the server's name of the database that the daemon knows as NAME, 1 to 8
 //                        characters; exactly that one (default: the same name in any case)
-//   protect = ROLE, ...  sessions of these roles are never seen or touched, nor are those of roles
-//                        that are superusers or may replicate
+//   protect = ROLE, ...  sessions of these roles, with "+ROLE" of the members of a group, also
+//   through
+//                        other groups, are never seen or touched, nor are those of roles that are
+//                        superusers or may replicate, nor, whatever is said, those of the role that
+//                        the daemon itself has
 //   protect = none       not even those of superusers are protected
 //   timeout = N          seconds that connecting or a request may take, 1 to 3600 (default: 10)
 #pragma once
@@ -41,8 +44,9 @@ struct settings {
     std::string connection;
     std::vector<database_name> databases;
     std::vector<std::string> protected_roles;
-    bool protect_privileged = true;  // superusers and roles that may replicate
-    uint32_t timeout = 10;           // seconds
+    std::vector<std::string> protected_groups;  // whose members are
+    bool protect_privileged = true;             // superusers and roles that may replicate
+    uint32_t timeout = 10;                      // seconds
 };
 
 // The server's name of a database, empty when the settings have none for it.

@@ -366,11 +366,15 @@ HOOK(syslog, void, int priority, const char *format, ...) {
     va_end(arguments);
 }
 
-// What fortified code calls instead.
+// What fortified code calls instead; the latter is clang's way.
 HOOK(__syslog_chk, void, int priority, int, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
     keep_system_log(priority, format, arguments);
     va_end(arguments);
+}
+
+HOOK(__vsyslog_chk, void, int priority, int, const char *format, va_list arguments) {
+    keep_system_log(priority, format, arguments);
 }
 // NOLINTEND(bugprone-macro-parentheses,cert-dcl50-cpp)

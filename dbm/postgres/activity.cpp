@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+
+#include "dbm/postgres/row_counts.h"
 
 namespace dbm::postgres {
 
@@ -17,6 +20,7 @@ enum column : int {
     port,
     locks,
     privileged,
+    guarded,
     application,
     role,
     state,
@@ -29,26 +33,37 @@ enum column : int {
     plan_cost,
 };
 
+// Every name and every operator is qualified, so that nothing of the governed database is called.
 // Blocking backends are only asked for where a lock is waited for: that takes locks of the server's
-// own. A role that is gone counts as a privileged one.
+// own. A role that was dropped while its session lives is no privileged one; its oid is its name.
 #define RAVELO_ACTIVITY_COLUMNS                                                               \
-    "select a.pid, a.leader_pid,"                                                             \
-    " case when a.wait_event_type = 'Lock' then (pg_catalog.pg_blocking_pids(a.pid))[1] end," \
-    " a.client_port, l.held, coalesce(r.rolsuper or r.rolreplication, true),"                 \
-    " a.application_name, a.usename::text, a.state,"                                          \
-    " a.backend_start, a.xact_start, a.query_start, a.state_change"
-#define RAVELO_ACTIVITY_TABLES                                                           \
-    " from pg_catalog.pg_stat_activity a"                                                \
-    " left join pg_catalog.pg_roles r on r.oid = a.usesysid"                             \
-    " left join (select pid, pg_catalog.count(*)::int4 as held from pg_catalog.pg_locks" \
-    " where granted and locktype <> 'virtualxid' group by pid) l on l.pid = a.pid"
-#define RAVELO_ACTIVITY_CONDITIONS                                         \
-    " where a.datname = $1::text and a.pid <> pg_catalog.pg_backend_pid()" \
-    " and a.backend_type in ('client backend', 'parallel worker')"
+    "select a.pid, a.leader_pid, case when a.wait_event_type operator(pg_catalog.=) 'Lock'"   \
+    " then (pg_catalog.pg_blocking_pids(a.pid))[1] end,"                                      \
+    " a.client_port, l.held, coalesce(r.rolsuper or r.rolreplication, false),"                \
+    " coalesce(a.usesysid operator(pg_catalog.=) o.oid, false) or exists (select from"        \
+    " pg_catalog.pg_roles g where pg_catalog.lower(g.rolname::pg_catalog.text)"               \
+    " operator(pg_catalog.=) any ($2::pg_catalog.text[])"                                     \
+    " and pg_catalog.pg_has_role(a.usesysid, g.oid, 'member')),"                              \
+    " a.application_name, coalesce(a.usename::pg_catalog.text, a.usesysid::pg_catalog.text)," \
+    " a.state, a.backend_start, a.xact_start, a.query_start, a.state_change"
+#define RAVELO_ACTIVITY_TABLES                                                          \
+    " from pg_catalog.pg_stat_activity a"                                               \
+    " left join pg_catalog.pg_roles r on r.oid operator(pg_catalog.=) a.usesysid"       \
+    " left join pg_catalog.pg_roles o on o.rolname operator(pg_catalog.=) session_user" \
+    " left join (select pid, pg_catalog.count(*)::pg_catalog.int4 as held"              \
+    " from pg_catalog.pg_locks where granted"                                           \
+    " and locktype operator(pg_catalog.<>) 'virtualxid' group by pid) l"                \
+    " on l.pid operator(pg_catalog.=) a.pid"
+#define RAVELO_ACTIVITY_CONDITIONS                                   \
+    " where a.datname operator(pg_catalog.=) $1::pg_catalog.text"    \
+    " and a.pid operator(pg_catalog.<>) pg_catalog.pg_backend_pid()" \
+    " and a.backend_type operator(pg_catalog.=) any (array['client backend', 'parallel worker'])"
 
+// Those of before 2000 and "infinity" are none.
 int64_t time_at(const rows &answer, int row, int which) {
     const std::optional<int64_t> given = answer.int8(row, which);
-    return given && *given > -server_epoch ? *given + server_epoch : 0;
+    constexpr int64_t last = std::numeric_limits<int64_t>::max() - server_epoch;
+    return given && *given > -server_epoch && *given < last ? *given + server_epoch : 0;
 }
 
 uint64_t count_at(const rows &answer, int row, int which) {
@@ -66,7 +81,8 @@ const statement ask_activity_and_rows = {
     .name = "ravelo_activity_and_rows",
     .text = RAVELO_ACTIVITY_COLUMNS
     ", s.rows_selected, s.rows_read, s.plan_cost" RAVELO_ACTIVITY_TABLES
-    " left join ravelo.statements() s on s.pid = a.pid" RAVELO_ACTIVITY_CONDITIONS,
+    " left join " RAVELO_CALL_IF_ACCEPTED(
+        "$3") " s on s.pid operator(pg_catalog.=) a.pid" RAVELO_ACTIVITY_CONDITIONS,
 };
 
 void read_activity(const rows &answer, std::vector<backend> &backends) {
@@ -83,6 +99,7 @@ void read_activity(const rows &answer, std::vector<backend> &backends) {
         each.port = std::max(answer.int4(row, port).value_or(0), 0);
         each.locks = static_cast<uint32_t>(std::max(answer.int4(row, locks).value_or(0), 0));
         each.privileged = answer.boolean(row, privileged);
+        each.guarded = answer.boolean(row, guarded);
         each.application = answer.text(row, application);
         each.role = answer.text(row, role);
         each.state = answer.text(row, state);

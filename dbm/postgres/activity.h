@@ -18,6 +18,7 @@ struct backend {
     int32_t port = 0;     // of the client; 0: a local one
     uint32_t locks = 0;
     bool privileged = false;  // a superuser's, or of a role that may replicate
+    bool guarded = false;     // of the governor's own role, or of a member of a protected group
     std::string_view application;
     std::string_view role;
     std::string_view state;
@@ -30,8 +31,9 @@ struct backend {
     double plan_cost = 0;  // of the running statement; 0: not known
 };
 
-// The statements that ask for it, with the server's name of the database as parameter; the second
-// one where the server counts rows.
+// The statements that ask for it, with the server's name of the database as parameter and an array
+// of the protected groups in lower case; the second one where the server counts rows, with the oid
+// of the function that does so.
 extern const statement ask_activity;
 extern const statement ask_activity_and_rows;
 

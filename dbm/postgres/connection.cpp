@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <poll.h>
 #include <utility>
@@ -18,18 +19,40 @@ using std::chrono::steady_clock;
 
 constexpr int as_binary = 1;
 
-// The keywords and values of a connection; later ones stand above earlier ones.
+// The keywords and values of a connection; later ones stand above earlier ones, and all of them
+// above those of the environment and of services.
 struct connection_words {
-    std::array<const char *, 5> keywords = {};
-    std::array<const char *, 5> values = {};
+    std::array<const char *, 7> keywords = {};
+    std::array<const char *, 7> values = {};
 };
 
-connection_words words_for(const std::string &where, const std::string &limit) {
+connection_words words_for(const std::string &where, const std::string &limit,
+                           const std::string &options) {
     const bool is_service = !where.empty() && where.find_first_of("=:") == std::string::npos;
     // Texts are taken as the server has them: a character that can't be converted is no error.
-    return {.keywords = {"fallback_application_name", "connect_timeout",
-                         is_service ? "service" : "dbname", "client_encoding", nullptr},
-            .values = {"ravelod", limit.c_str(), where.c_str(), "SQL_ASCII", nullptr}};
+    return {
+        .keywords = {"connect_timeout", is_service ? "service" : "dbname", "client_encoding",
+                     "application_name", "options", nullptr},
+        .values = {limit.c_str(), where.c_str(), "SQL_ASCII", "ravelod", options.c_str(), nullptr}};
+}
+
+// The server's own limit comes later than ours: it is for statements that we have given up.
+std::string options_for(std::chrono::seconds limit, bool limits_transactions) {
+    std::string options =
+        "-c search_path=pg_catalog -c role=none -c idle_session_timeout=0"
+        " -c idle_in_transaction_session_timeout=0 -c lock_timeout=0"
+        " -c default_transaction_isolation=read\\ committed -c default_transaction_read_only=on"
+        " -c default_transaction_deferrable=off -c local_preload_libraries= -c jit=off"
+        " -c max_parallel_workers_per_gather=0 -c statement_timeout=" +
+        std::to_string((limit.count() + 1) * 1000);
+    return limits_transactions ? options + " -c transaction_timeout=0" : options;
+}
+
+// The daemon holds its stop signals back while it works.
+bool asked_to_stop() {
+    sigset_t waiting;
+    return sigpending(&waiting) == 0 &&
+           (sigismember(&waiting, SIGTERM) == 1 || sigismember(&waiting, SIGINT) == 1);
 }
 
 bool starts_or_stops(std::string_view sqlstate) {
@@ -63,6 +86,11 @@ std::span<const unsigned char> rows::bytes(int row, int column) const {
     const auto *const data =
         reinterpret_cast<const unsigned char *>(PQgetvalue(result, row, column));
     return {data, static_cast<size_t>(PQgetlength(result, row, column))};
+}
+
+bool rows::is_copy() const {
+    const ExecStatusType status = PQresultStatus(result_.get());
+    return status == PGRES_COPY_OUT || status == PGRES_COPY_IN || status == PGRES_COPY_BOTH;
 }
 
 bool rows::succeeded() const {
@@ -133,27 +161,50 @@ reply connection::fail(trouble what) {
     return failed;
 }
 
+// Whether the time is over, or nearly so since this process is to end.
+bool connection::is_over(moment until) const {
+    const moment now = steady_clock::now();
+    return now >= until || (now - begun_ >= std::chrono::seconds(1) && asked_to_stop());
+}
+
 // Waits for the socket. False: the time is over, or the socket is bad.
 bool connection::wait(short events, moment until) const {
-    while (true) {
+    constexpr int slice = 100;  // milliseconds, so that a request to stop is seen
+    while (!is_over(until)) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - steady_clock::now());
-        if (left.count() <= 0)
-            return false;
         pollfd peer = {PQsocket(connection_.get()), events, 0};
-        const int ready = poll(&peer, 1, static_cast<int>(left.count()));
+        const int ready =
+            poll(&peer, 1, static_cast<int>(std::clamp<int64_t>(left.count(), 0, slice)));
         if (ready > 0)
             return true;
         if (ready < 0 && errno != EINTR)
             return false;
     }
+    return false;
 }
 
+// What a server does not know it refuses, so its version is asked first.
 reply connection::open(const std::string &where, std::chrono::seconds limit) {
-    close();
+    constexpr int first_with_limit = 170000;
     limit_ = limit;
-    const moment until = steady_clock::now() + limit;
-    const std::string seconds = std::to_string(limit.count());
-    const connection_words words = words_for(where, seconds);
+    reply response = start(where);
+    if (response.what == trouble::none && !limits_transactions_ &&
+        PQserverVersion(connection_.get()) >= first_with_limit) {
+        limits_transactions_ = true;
+        response = start(where);
+    }
+    if (response.what != trouble::none)
+        limits_transactions_ = false;  // it may be another server the next time
+    return response;
+}
+
+reply connection::start(const std::string &where) {
+    close();
+    begun_ = steady_clock::now();
+    const moment until = begun_ + limit_;
+    const std::string seconds = std::to_string(limit_.count());
+    const std::string options = options_for(limit_, limits_transactions_);
+    const connection_words words = words_for(where, seconds, options);
     connection_.reset(PQconnectStartParams(words.keywords.data(), words.values.data(), 1));
     if (connection_ == nullptr)
         return {trouble::gone, "out of memory", {}};
@@ -181,6 +232,9 @@ reply connection::open(const std::string &where, std::chrono::seconds limit) {
 reply connection::await(moment until) {
     PGconn *const peer = connection_.get();
     while (true) {
+        // Also of one that never stops sending.
+        if (is_over(until))
+            return fail(trouble::gone);
         const int left = PQflush(peer);
         if (left < 0)
             return fail(trouble::lost);
@@ -204,6 +258,10 @@ reply connection::collect(moment until, rows &answer) {
         rows next;
         next.take(PQgetResult(connection_.get()));
         ended = next.is_empty();
+        if (next.is_copy()) {
+            close();
+            return {trouble::lost, "the server answers a statement with a copy", {}};
+        }
         if (first.is_empty())
             first = std::move(next);
     }
@@ -239,7 +297,8 @@ reply connection::prepare(const statement &what, moment until) {
 }
 
 reply connection::ask(const statement &what, std::span<const parameter> parameters, rows &answer) {
-    const moment until = steady_clock::now() + limit_;
+    begun_ = steady_clock::now();
+    const moment until = begun_ + limit_;
     reply response = prepare(what, until);
     if (response.what != trouble::none)
         return response;

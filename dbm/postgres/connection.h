@@ -1,5 +1,9 @@
 // One connection to a PostgreSQL server. Nothing here waits longer than the connection's time
-// limit, whatever the server does; names are looked up by the system, whose limits are its own.
+// limit, whatever the server sends, nor longer than a second once this process is asked to end;
+// names are looked up by the system, whose limits are its own.
+//
+// What a database or a role sets for its sessions does not reach this one: every setting that could
+// end it, hold it up or lead a name astray is given as a start-up option, which comes last.
 #pragma once
 
 #include <chrono>
@@ -47,6 +51,7 @@ class rows {
 
     void take(PGresult *result) { result_.reset(result); }
     [[nodiscard]] bool is_empty() const { return result_ == nullptr; }  // not even a failure
+    [[nodiscard]] bool is_copy() const;  // data in no form of rows follows, or is awaited
     [[nodiscard]] bool succeeded() const;
     [[nodiscard]] const char *error() const { return PQresultErrorMessage(result_.get()); }
     [[nodiscard]] std::string_view sqlstate() const;
@@ -96,6 +101,7 @@ class connection {
 
     void close();
     [[nodiscard]] bool is_open() const { return connection_ != nullptr; }
+    [[nodiscard]] int socket() const { return PQsocket(connection_.get()); }
 
   private:
     struct finish_connection {
@@ -103,14 +109,18 @@ class connection {
     };
     using moment = std::chrono::steady_clock::time_point;
 
+    [[nodiscard]] reply start(const std::string &where);
     [[nodiscard]] reply prepare(const statement &what, moment until);
     [[nodiscard]] reply await(moment until);
     [[nodiscard]] reply collect(moment until, rows &answer);
+    [[nodiscard]] bool is_over(moment until) const;
     [[nodiscard]] bool wait(short events, moment until) const;
     [[nodiscard]] reply fail(trouble what);
 
     std::unique_ptr<PGconn, finish_connection> connection_;
     std::chrono::seconds limit_{10};
+    moment begun_;                        // of the latest opening or asking
+    bool limits_transactions_ = false;    // the server has transaction_timeout, from version 17 on
     std::vector<const char *> prepared_;  // names of the statements that this server session knows
 };
 

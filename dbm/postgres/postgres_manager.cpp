@@ -11,6 +11,7 @@
 #include "dbm/journal.h"
 #include "dbm/postgres/activity.h"
 #include "dbm/postgres/priorities.h"
+#include "dbm/postgres/reply_text.h"
 #include "dbm/postgres/server.h"
 #include "dbm/postgres/sessions.h"
 #include "dbm/session.h"
@@ -26,16 +27,18 @@ constexpr std::chrono::seconds listing_keeps{2};
 
 constexpr statement ask_switches = {
     .name = "ravelo_switches",
-    .text = "select pg_catalog.current_setting('track_activities')::bool",
+    .text = "select pg_catalog.current_setting('track_activities')::pg_catalog.bool",
 };
 
 // The server's own name of a database: by that very name, or by the name in any case.
 constexpr statement ask_database = {
     .name = "ravelo_database",
     .text =
-        "select datname::text from pg_catalog.pg_database where case when $2::bool"
-        " then datname = $1::text else pg_catalog.lower(datname) = pg_catalog.lower($1::text)"
-        " end order by datname = pg_catalog.lower($1::text) desc, datname limit 1",
+        "select datname::pg_catalog.text from pg_catalog.pg_database where case when"
+        " $2::pg_catalog.bool then datname operator(pg_catalog.=) $1::pg_catalog.text"
+        " else pg_catalog.lower(datname::pg_catalog.text) operator(pg_catalog.=)"
+        " pg_catalog.lower($1::pg_catalog.text) end order by datname operator(pg_catalog.=)"
+        " pg_catalog.lower($1::pg_catalog.text) desc, datname limit 1",
 };
 
 // By process id and start, so that a reused id is never hit.
@@ -43,8 +46,10 @@ constexpr statement end_session = {
     .name = "ravelo_force",
     .text =
         "select pg_catalog.pg_terminate_backend(pid) from pg_catalog.pg_stat_activity"
-        " where pid = $1::int4 and backend_start = $2::timestamptz"
-        " and backend_type = 'client backend' and pid <> pg_catalog.pg_backend_pid()",
+        " where pid operator(pg_catalog.=) $1::pg_catalog.int4"
+        " and backend_start operator(pg_catalog.=) $2::pg_catalog.timestamptz"
+        " and backend_type operator(pg_catalog.=) 'client backend'"
+        " and pid operator(pg_catalog.<>) pg_catalog.pg_backend_pid()",
 };
 
 // Everything the manager knows. Made by attach, given back by detach.
@@ -101,12 +106,20 @@ reply ask(governor &g, const statement &what, std::span<const parameter> paramet
 outcome attach() {
     governor &g = the_governor();
     g = governor{};
-    const reply response = connect_server(g.peer, conf());
+    reply response = connect_server(g.peer, conf());
     g.priorities.rights = g.peer.rights;
     if (response.what == trouble::elsewhere)
         return call_failed(sql::server_elsewhere, {std::to_string(g.peer.own_session)});
-    return response.what == trouble::none ? outcome{}
-                                          : call_failed(sql::connect_failed, {response.text});
+    std::string unknown;
+    if (response.what == trouble::none)
+        response = find_protected(g.peer, conf(), unknown);
+    if (response.what == trouble::none && unknown.empty())
+        return {};
+    g.peer.link.close();
+    return call_failed(
+        sql::connect_failed,
+        {unknown.empty() ? response.text
+                         : "role \"" + one_line(unknown.c_str()) + "\" of \"protect\" does not exist"});
 }
 
 outcome detach() {
@@ -183,13 +196,15 @@ void prioritize_workers(governor &g) {
 }
 
 outcome read_sessions(governor &g) {
-    const std::array<parameter, 1> named = {parameter(g.datname)};
+    const std::array<parameter, 3> named = {parameter(g.datname), protected_groups(conf()),
+                                            parameter(g.peer.counting)};
+    const std::span without_counting(named.data(), 2);
     rows answer;
-    reply response =
-        ask(g, g.peer.counts_rows ? ask_activity_and_rows : ask_activity, named, answer);
+    reply response = g.peer.counts_rows ? ask(g, ask_activity_and_rows, named, answer)
+                                        : ask(g, ask_activity, without_counting, answer);
     if (response.what == trouble::statement && g.peer.counts_rows) {
         stop_counting_rows(g.peer, response.text);
-        response = ask(g, ask_activity, named, answer);
+        response = ask(g, ask_activity, without_counting, answer);
     }
     if (response.what != trouble::none)
         return outcome_of(response, g.database);

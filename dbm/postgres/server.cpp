@@ -7,39 +7,54 @@
 #include <utility>
 
 #include "dbm/codes.h"
+#include "dbm/postgres/row_counts.h"
+#include "dbm/postgres/server_identity.h"
 
 namespace dbm::postgres {
 
 namespace {
 
-// A session of our own that nobody else's settings can lead astray or end.
-constexpr statement settle = {
-    .name = "ravelo_settle",
-    .text =
-        "select pg_catalog.count(pg_catalog.set_config(s.name, v.value, false))"
-        " from pg_catalog.pg_settings s, (values ('search_path', 'pg_catalog'),"
-        " ('statement_timeout', $1::text), ('idle_session_timeout', '0'), ('jit', 'off'))"
-        " v (name, value) where s.name = v.name",
-};
-
 constexpr statement ask_rights = {
     .name = "ravelo_rights",
     .text =
-        "select pg_catalog.pg_backend_pid(), current_user::text,"
-        " pg_catalog.pg_has_role('pg_read_all_stats', 'usage'),"
-        " pg_catalog.pg_has_role('pg_signal_backend', 'usage'),"
-        " pg_catalog.current_database()::text",
+        "select pg_catalog.pg_backend_pid(), session_user::pg_catalog.text,"
+        " pg_catalog.pg_has_role(session_user, 'pg_read_all_stats', 'usage'),"
+        " pg_catalog.pg_has_role(session_user, 'pg_signal_backend', 'usage'),"
+        " pg_catalog.current_database()::pg_catalog.text",
 };
 
 constexpr statement ask_extension = {
     .name = "ravelo_extension",
-    .text = "select pg_catalog.to_regprocedure('ravelo.statements()') is not null",
+    .text = "select p.oid::pg_catalog.int8" RAVELO_ACCEPTED_FUNCTION,
 };
 
 constexpr statement try_extension = {
     .name = "ravelo_try_extension",
-    .text = "select pid, rows_selected, rows_read, plan_cost from ravelo.statements()",
+    .text = "select s.pid from " RAVELO_CALL_IF_ACCEPTED("$1") " s",
 };
+
+constexpr statement ask_unknown_role = {
+    .name = "ravelo_unknown_role",
+    .text =
+        "select u.name from pg_catalog.unnest($1::pg_catalog.text[]) u (name) where not exists"
+        " (select from pg_catalog.pg_roles r where pg_catalog.lower(r.rolname::pg_catalog.text)"
+        " operator(pg_catalog.=) u.name) limit 1",
+};
+
+// The texts as an array of the server's, in lower case.
+parameter array_of(std::span<const std::string> texts) {
+    std::string array = "{";
+    for (const std::string &text : texts) {
+        array += array.size() > 1 ? ",\"" : "\"";
+        for (const char c : text) {
+            if (c == '"' || c == '\\')
+                array += '\\';
+            array += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        }
+        array += '"';
+    }
+    return parameter(array + "}");
+}
 
 void note_limitation(server &where, int32_t code, std::initializer_list<std::string> tokens) {
     const bool known = std::any_of(where.limitations.begin(), where.limitations.end(),
@@ -62,7 +77,8 @@ bool is_new(const process_status &status, std::chrono::seconds limit) {
 // Finds the server's processes among this machine's. False: they are not there.
 bool find_processes(server &where, std::chrono::seconds limit) {
     const std::optional<process_status> own = status_of(where.own_session);
-    if (!own || own->parent <= 0 || !is_new(*own, limit))
+    if (!own || own->parent <= 0 || !is_new(*own, limit) ||
+        !serves_session(where.link.socket(), own->parent, where.own_session))
         return false;
     where.process = own->parent;
     where.rights = rights_on(where.own_session);
@@ -78,12 +94,15 @@ reply find_extension(server &where, const std::string &database) {
     rows answer;
     where.counts_rows = false;
     reply response = where.link.ask(ask_extension, {}, answer);
-    if (response.what == trouble::none && !answer.boolean(0, 0)) {
+    const std::optional<int64_t> oid = answer.int8(0, 0);
+    if (response.what == trouble::none && !oid) {
         stop_counting_rows(where, "the extension ravelo is not in database " + database + ".");
         return response;
     }
+    where.counting = std::to_string(oid.value_or(0));
+    const std::array<parameter, 1> function = {parameter(where.counting)};
     if (response.what == trouble::none)
-        response = where.link.ask(try_extension, {}, answer);
+        response = where.link.ask(try_extension, function, answer);
     where.counts_rows = response.what == trouble::none;
     if (response.what != trouble::statement)
         return response;
@@ -94,12 +113,7 @@ reply find_extension(server &where, const std::string &database) {
 reply find_rights(server &where, const settings &conf) {
     const std::chrono::seconds limit(conf.timeout);
     rows answer;
-    // Later than our own limit: only for statements that we have given up.
-    const std::array<parameter, 1> timeout = {
-        parameter(std::to_string((limit.count() + 1) * 1000))};
-    reply response = where.link.ask(settle, timeout, answer);
-    if (response.what == trouble::none)
-        response = where.link.ask(ask_rights, {}, answer);
+    const reply response = where.link.ask(ask_rights, {}, answer);
     if (response.what != trouble::none)
         return response;
     where.own_session = answer.int4(0, 0).value_or(0);
@@ -114,6 +128,20 @@ reply find_rights(server &where, const settings &conf) {
 }
 
 }  // namespace
+
+parameter protected_groups(const settings &conf) {
+    return array_of(conf.protected_groups);
+}
+
+reply find_protected(server &where, const settings &conf, std::string &unknown) {
+    std::vector<std::string> all = conf.protected_roles;
+    all.insert(all.end(), conf.protected_groups.begin(), conf.protected_groups.end());
+    const std::array<parameter, 1> named = {array_of(all)};
+    rows answer;
+    reply response = where.link.ask(ask_unknown_role, named, answer);
+    unknown = answer.text(0, 0);
+    return response;
+}
 
 void stop_counting_rows(server &where, std::string reason) {
     where.counts_rows = false;

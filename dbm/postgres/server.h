@@ -20,11 +20,19 @@ struct server {
     pid_t process = 0;         // the server's own process, whose children the backends are
     int32_t own_session = 0;   // the process of the connection's own session
     bool counts_rows = false;  // it has the extension
+    std::string counting;      // the oid of the extension's function
     priority_rights rights;
 
     // What is missing for governing, a warning each; every code once for an attachment.
     std::vector<outcome> limitations;
 };
+
+// The protected groups as the array that ask_activity takes. May throw bad_alloc.
+[[nodiscard]] parameter protected_groups(const settings &conf);
+
+// Whether all roles and groups that are to be protected are there. unknown: the first one that is
+// not. May throw bad_alloc.
+[[nodiscard]] reply find_protected(server &where, const settings &conf, std::string &unknown);
 
 // Connects and finds out what may be done. May throw bad_alloc.
 [[nodiscard]] reply connect_server(server &where, const settings &conf);

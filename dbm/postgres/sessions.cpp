@@ -26,7 +26,7 @@ bool same_role(std::string_view a, std::string_view b) {
 }
 
 bool is_protected(const backend &which, const settings &conf) {
-    if (conf.protect_privileged && which.privileged)
+    if (which.guarded || (conf.protect_privileged && which.privileged))
         return true;
     return std::any_of(conf.protected_roles.begin(), conf.protected_roles.end(),
                        [&](const std::string &role) { return same_role(role, which.role); });

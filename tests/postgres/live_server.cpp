@@ -70,7 +70,7 @@ LiveServer::LiveServer() {
     std::string name = std::filesystem::temp_directory_path() / "ravelo-pg-XXXXXX";
     dir_ = mkdtemp(name.data());
     (void)setenv("TMPDIR", dir_.c_str(), 1);  // instances go with the server
-    (void)shell(command("make ravelo plain app boss postgres nobody"));
+    (void)shell(command("make ravelo plain app boss postgres nobody leaver"));
     // The server's user may not be let into the folder that it was built in.
     std::error_code absent;
     std::filesystem::copy_file(RAVELO_EXTENSION, extension(), absent);

@@ -30,6 +30,7 @@ class LiveServer {
     void stop();  // as an administrator does who doesn't wait for sessions
     [[nodiscard]] pid_t pid() const { return pid_; }
     [[nodiscard]] std::string socket() const { return dir_ + "/server"; }
+    [[nodiscard]] std::string log() const { return dir_ + "/log"; }
     // The library of the server extension; no file where it could not be built.
     [[nodiscard]] std::string extension() const { return dir_ + "/ravelo.so"; }
     // Runs a statement as the superuser; the first value of its answer.

@@ -53,13 +53,17 @@ TEST_F(Live, ShowsSessionsAsTheServerAndTheKernelDo) {
 }
 
 TEST_F(Live, ProtectedSessionsAreNeitherSeenNorTouched) {
-    const Session app("x"), boss("x", "boss"), root("x", "postgres");
+    (void)server().admin("create role outer_team; create role inner_team in role outer_team");
+    (void)server().admin("grant inner_team to boss");
+    const Session app("x"), boss("x", "boss"), root("x", "postgres"), own("x", "ravelo");
     const struct {
         const char *line;
         bool app, boss, root;
     } cases[] = {{"", true, true, false},
                  {"protect = BOSS\n", true, false, false},
                  {"protect = app , boss\n", false, false, false},
+                 {"protect = app, +Outer_Team\n", false, false, false},
+                 {"protect = +inner_team, +app\n", false, false, false},
                  {"protect = none\n", true, true, true}};
     for (const auto &each : cases) {
         SCOPED_TRACE(each.line);
@@ -70,6 +74,7 @@ TEST_F(Live, ProtectedSessionsAreNeitherSeenNorTouched) {
         EXPECT_EQ(library.find(app.pid()) != nullptr, each.app);
         EXPECT_EQ(library.find(boss.pid()) != nullptr, each.boss);
         EXPECT_EQ(library.find(root.pid()) != nullptr, each.root);
+        EXPECT_EQ(library.find(own.pid()), nullptr) << "the governor's own role";
         // Only a superuser may end a superuser's session: a warning, and the daemon goes on.
         EXPECT_EQ(library.force(root.pid()), each.root ? 1925 : dbm_sql_already_forced);
         if (!each.boss) {
@@ -241,6 +246,8 @@ TEST_F(Live, AttachSaysInTheServersWordsWhyItFails) {
         {"connection =", "is not a connection string"},
         {"timeout = 0", "is not a number from 1 to 3600"},
         {"protect = a,,b", "is neither none nor a list of roles"},
+        {"connection = " + where + " user=ravelo dbname=sample\nprotect = app, +no\"body",
+         "role \"no\"body\" of \"protect\" does not exist"},
         {"database orders\n", "has no value"},
         {"database orders = a\ndatabase ORDERS = b", "is not the only name"},
         {"timeout x = 1", "is not a setting"},
