@@ -72,6 +72,7 @@ TEST_F(OwnedByApp, NoSettingShutsTheGovernorOut) {
          {"default_transaction_read_only = on", "default_transaction_deferrable = on"})
         (void)server().admin("alter role ravelo in database sample set " + setting);
     govern_server(instance, "timeout = 5\n");
+    (void)setenv("PGOPTIONS", "-c statement_timeout=1", 1);
     Library library(instance);
     ASSERT_EQ(library.attach(), 0) << library.message();
     std::string own;
@@ -85,6 +86,7 @@ TEST_F(OwnedByApp, NoSettingShutsTheGovernorOut) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     EXPECT_EQ(library.force(writer.pid()), 0);
+    (void)unsetenv("PGOPTIONS");
 }
 
 // Where the server does not listen, somebody else does.
