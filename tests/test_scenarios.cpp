@@ -77,6 +77,10 @@ std::string only(const Scenario &one, const std::string &key, const std::string 
     return values.empty() ? otherwise : values[0];
 }
 
+int figure(const std::string &text) {
+    return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+}
+
 // What is wrong with a line of a scenario; empty: nothing.
 std::string fault_of(const Scenario &one, const Entry &entry) {
     static const std::regex often("before|check|during|error|line|needs|record|rules|snapshot");
@@ -97,9 +101,7 @@ std::string fault_of(const Scenario &one, const Entry &entry) {
     if (entry.key == "scenario" && one.name != without_blanks(entry.value))
         return "has a name that is empty or another's";
     if (std::regex_match(entry.key, part, after))
-        return std::atoi(part.str(1).c_str()) > std::atoi(only(one, "passes").c_str())
-                   ? "has no such pass"
-                   : "";
+        return figure(part[1]) > figure(only(one, "passes")) ? "has no such pass" : "";
     if (std::regex_match(entry.key, once))
         return all_of(one, entry.key).size() > 1 ? "may stand there once only" : "";
     return std::regex_match(entry.key, often) ? "" : "is no key";
@@ -268,12 +270,12 @@ std::string play(const Scenario &one) {
                    .count_calls = !faults.empty(),
                    .env = {{"TZ", only(one, "zone", "UTC")}}},
                   {"start", "sample", node, instance.path("rules.cfg"), instance.path(log)});
-    const int passes = std::atoi(only(one, "passes").c_str());
+    const int passes = figure(only(one, "passes"));
     for (int i = 1; i <= passes; ++i) {
         EXPECT_TRUE(daemon.pass()) << i;
         EXPECT_EQ(run_all(one, "after" + std::to_string(i), instance, daemon.pid()), "");
     }
-    const int status = std::atoi(only(one, "status").c_str());
+    const int status = figure(only(one, "status"));
     const bool stops = status == 0 || !only(one, "stop").empty();
     const Outcome &outcome = stops ? daemon.stop() : daemon.wait_exit();
     EXPECT_EQ(outcome.status, status) << outcome.err;

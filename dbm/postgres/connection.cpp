@@ -38,7 +38,7 @@ connection_words words_for(const std::string &where, const std::string &limit,
 
 // The server's own limit comes later than ours: it is for statements that we have given up.
 std::string options_for(std::chrono::seconds limit, bool limits_transactions) {
-    std::string options =
+    const std::string options =
         "-c search_path=pg_catalog -c role=none -c idle_session_timeout=0"
         " -c idle_in_transaction_session_timeout=0 -c lock_timeout=0"
         " -c default_transaction_isolation=read\\ committed -c default_transaction_read_only=on"

@@ -113,7 +113,7 @@ reply find_extension(server &where, const std::string &database) {
 reply find_rights(server &where, const settings &conf) {
     const std::chrono::seconds limit(conf.timeout);
     rows answer;
-    const reply response = where.link.ask(ask_rights, {}, answer);
+    reply response = where.link.ask(ask_rights, {}, answer);
     if (response.what != trouble::none)
         return response;
     where.own_session = answer.int4(0, 0).value_or(0);

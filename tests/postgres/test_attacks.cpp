@@ -39,11 +39,12 @@ TEST_F(OwnedByApp, NothingOfTheirsIsRun) {
         " (pid int, rows_selected int8, rows_read int8, plan_cost float8)" +
         trap + "end $$");
     (void)owner.run("create schema evil; grant usage on schema evil to public");
-    for (const std::string type : {"text", "name", "oid", "int4"}) {
-        (void)owner.run("create function evil.same(" + type + ", " + type + ") returns bool" +
-                        trap + "return true; end $$");
-        (void)owner.run("create operator evil.= (leftarg = " + type + ", rightarg = " + type +
-                        ", function = evil.same)");
+    for (std::string type : {"text", "name", "oid", "int4"}) {
+        const std::string sides = "leftarg = " + type + ", rightarg = " + type;
+        type += ", " + type;
+        (void)owner.run("create function evil.same(" + type + ") returns bool" + trap +
+                        "return true; end $$");
+        (void)owner.run("create operator evil.= (" + sides + ", function = evil.same)");
     }
     (void)server().admin("alter database sample set search_path = evil, pg_catalog");
     ASSERT_FALSE(trapped());
@@ -92,13 +93,14 @@ TEST_F(OwnedByApp, NoSettingShutsTheGovernorOut) {
 // Where the server does not listen, somebody else does.
 class Stranger {
   public:
-    explicit Stranger(const std::string &folder, std::function<void(int)> serve) {
+    explicit Stranger(const std::string &folder, const std::function<void(int)> &serve) {
         std::filesystem::create_directory(folder);
         sockaddr_un place{AF_UNIX, {}};
         (void)(folder + "/.s.PGSQL.5432").copy(place.sun_path, sizeof place.sun_path - 1);
         listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        (void)bind(listener_, reinterpret_cast<sockaddr *>(&place), sizeof place);
-        (void)listen(listener_, 8);
+        const auto *const address = reinterpret_cast<sockaddr *>(&place);
+        EXPECT_TRUE(listener_ >= 0 && bind(listener_, address, sizeof place) == 0 &&
+                    listen(listener_, 8) == 0);
         thread_ = std::thread([this, serve] {
             for (int peer; (peer = accept(listener_, nullptr, nullptr)) >= 0; close(peer))
                 serve(peer);
@@ -137,7 +139,7 @@ TEST_F(Live, WhoeverAnswersInTheServersPlaceIsNotGoverned) {
         sockaddr_un place{AF_UNIX, {}};
         (void)real.copy(place.sun_path, sizeof place.sun_path - 1);
         const int there = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (connect(there, reinterpret_cast<sockaddr *>(&place), sizeof place) == 0)
+        if (there >= 0 && connect(there, reinterpret_cast<sockaddr *>(&place), sizeof place) == 0)
             relay(peer, there);
         close(there);
     });
