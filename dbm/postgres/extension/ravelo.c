@@ -14,6 +14,7 @@
 // clang-format on
 
 #include "access/parallel.h"
+#include "catalog/pg_authid.h"
 #include "executor/executor.h"
 #include "fmgr.h"
 #include "funcapi.h"
@@ -25,6 +26,7 @@
 #include "storage/shmem.h"
 #include "storage/spin.h"
 #include "tcop/utility.h"
+#include "utils/acl.h"
 #include "utils/float.h"
 #include "utils/guc.h"
 
@@ -291,11 +293,21 @@ static void utility(PlannedStmt *statement, const char *text, bool read_only,
 PG_FUNCTION_INFO_V1(ravelo_statements);
 
 Datum ravelo_statements(PG_FUNCTION_ARGS) {
+    // Also where EXECUTE was granted to others: what a session reads is not for everybody to see.
+    if (!has_privs_of_role(GetUserId(), ROLE_PG_READ_ALL_STATS))
+        ereport(ERROR, (errcode(ERRCODE_INSUFFICIENT_PRIVILEGE),
+                        errmsg("permission denied for function ravelo.statements"),
+                        errdetail("Only roles with privileges of pg_read_all_stats may call it.")));
     if (slots == NULL)
         ereport(ERROR, (errcode(ERRCODE_OBJECT_NOT_IN_PREREQUISITE_STATE),
                         errmsg("ravelo must be loaded by shared_preload_libraries")));
     InitMaterializedSRF(fcinfo, 0);
     ReturnSetInfo *answer = (ReturnSetInfo *)fcinfo->resultinfo;
+    enum { COLUMNS = 4 };
+    if (answer->setDesc->natts != COLUMNS)
+        ereport(ERROR,
+                (errcode(ERRCODE_OBJECT_NOT_IN_PREREQUISITE_STATE),
+                 errmsg("the extension's script and its library are of different versions")));
     struct {
         int pid;
         double selected, read, cost;
@@ -324,9 +336,9 @@ Datum ravelo_statements(PG_FUNCTION_ARGS) {
     for (int i = 0; i < MaxBackends; i++) {
         if (rows[i].pid == 0)
             continue;
-        bool nulls[4] = {false};
-        Datum values[4] = {Int32GetDatum(rows[i].pid), Int64GetDatum((int64)rows[i].selected),
-                           Int64GetDatum((int64)rows[i].read), Float8GetDatum(rows[i].cost)};
+        bool nulls[COLUMNS] = {false};
+        Datum values[COLUMNS] = {Int32GetDatum(rows[i].pid), Int64GetDatum((int64)rows[i].selected),
+                                 Int64GetDatum((int64)rows[i].read), Float8GetDatum(rows[i].cost)};
         tuplestore_putvalues(answer->setResult, answer->setDesc, values, nulls);
     }
     return (Datum)0;

@@ -6,6 +6,14 @@ cd "$(dirname "$0")"
 sql() { "$bin/psql" -qAtX "$@"; }
 start -c shared_preload_libraries=ravelo,auto_explain -c autovacuum=off
 sql -c 'show server_version'
+failed=0
+same() { if [ "$2" = "$3" ]; then echo "ok    $1"; else echo "FAIL  $1: $3, not $2"; failed=1; fi; }
+sql -c 'create role reader; create role stats in role pg_read_all_stats'
+for how in 'authorization reader' '; grant create on schema ravelo to reader'; do
+    same "no extension in a schema $how" 1 "$(sql -c "create schema ravelo $how" -c 'create extension ravelo' \
+        2>&1 | grep -c 'others than a superuser')"
+    sql -c 'drop schema ravelo cascade' 2>/dev/null
+done
 sql <<'SQL'
 create extension ravelo;
 create table t as select id, id % 10 v from generate_series(1, 100000) id;
@@ -21,8 +29,6 @@ create function f() returns setof t language plpgsql as $$ begin
 create function c() returns refcursor language plpgsql as $$ declare c refcursor := 'c'; begin
     open c for select * from t; return c; end $$;
 SQL
-failed=0
-same() { if [ "$2" = "$3" ]; then echo "ok    $1"; else echo "FAIL  $1: $3, not $2"; failed=1; fi; }
 own="select rows_selected || ' ' || rows_read from ravelo.statements() where pid = pg_backend_pid()"
 check() { same "$1" "$2" "$(printf '%s;\n%s' "$3" "$own" | sql 2>/dev/null | tail -1)"; }
 off='set enable_seqscan = off; set enable_indexscan = off'
@@ -81,7 +87,9 @@ for how in "" "$workers;"; do
     sql -c "select pg_terminate_backend(pid, 5000) from pg_stat_activity
         where application_name = 'live' and leader_pid is null" >/dev/null
 done
-sql -c 'create role reader; create role stats in role pg_read_all_stats'
-same 'public may not' 1 "$(sql -c 'set role reader' -c 'select 1 from ravelo.statements()' 2>&1 | grep -c denied)"
+for how in select 'grant usage on schema ravelo to public; grant execute on function ravelo.statements() to public'; do
+    same "public may not: $how" 1 "$(sql -c "$how" -c 'set role reader' -c 'select 1 from ravelo.statements()' \
+        2>&1 | grep -c denied)"
+done
 same 'pg_read_all_stats may' t "$(sql -c 'set role stats' -c 'select count(*) > 0 from ravelo.statements()')"
 exit $failed
