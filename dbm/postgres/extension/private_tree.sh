@@ -18,7 +18,7 @@ for part in bindir pkglibdir sharedir; do
     cp -rs "$from/." "$dir/tree$from"
 done
 cp --remove-destination "$bin/postgres" "$dir/tree$bin/postgres"
-make -s install DESTDIR="$dir/tree" LIBRARY="$dir/ravelo.so"
+make -s --no-print-directory install DESTDIR="$dir/tree" LIBRARY="$dir/ravelo.so"
 
 # start WORD...: the server, WORDs on its command line; its process is $server.
 start() {

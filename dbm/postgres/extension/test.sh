@@ -65,6 +65,7 @@ for how in "" "$analyzed"; do
     check "loop that commits${how:+, instrumented}" '0 300' "$how; do \$\$ declare r record; begin
         for r in select * from t where id <= 300 loop commit; end loop; end \$\$"
 done
+# shellcheck disable=SC2016
 same 'memory of 20,000 fetches' bounded "$(sql -v ON_ERROR_STOP=1 -c "$analyzed" -c 'do $$ declare
     r record; c cursor for select from t; begin open c; for i in 1..20000 loop fetch c into r; end loop;
     assert (select sum(used_bytes) < 500000 from pg_backend_memory_contexts where name = $_$ExecutorState$_$);
