@@ -7,6 +7,7 @@
 # nearest minor version that the package servers still have. The system's own lists are only read.
 set -eu
 cd "$(dirname "$0")"
+# shellcheck source=dbm/postgres/extension/private_tree.sh
 . ./private_tree.sh
 sources=$dir/sources
 as=
@@ -26,7 +27,7 @@ EOF
     cd "$dir/apt"
     export APT_CONFIG="$dir/apt/conf"
     apt-get -q update >log 2>&1 || true # lists of others may have no sources
-    for version in $(dpkg-query -W -f '${source:Version}' "$package"
+    for version in $(dpkg-query -W -f '${source:Version}\n' "$package"
         apt-cache showsrc "$package" | sed -n 's/^Version: //p' | sort -rV); do
         if apt-get -q source --download-only --only-source "$package=$version" >>log 2>&1; then
             echo "$dir"/apt/*.orig.tar.*

@@ -2,6 +2,7 @@
 # Checks exact counts, and what hostile use does, on a private server that nobody else reaches.
 set -eu
 cd "$(dirname "$0")"
+# shellcheck source=dbm/postgres/extension/private_tree.sh
 . ./private_tree.sh
 sql() { "$bin/psql" -qAtX "$@"; }
 start -c shared_preload_libraries=ravelo,auto_explain -c autovacuum=off
