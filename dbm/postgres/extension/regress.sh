@@ -39,7 +39,7 @@ EOF
 }
 
 if [ -n "${SOURCES:-}" ]; then
-    mkdir "$sources" && cp -r "$SOURCES/src" "$sources"
+    mkdir -p "$sources/src/test" && cp -r "$SOURCES/src/test/regress" "$sources/src/test"
 else
     archive=$(download) || { echo "The sources of the server can't be had: name them with SOURCES=folder"; exit 1; }
     echo "the suite: ${archive##*/}"
