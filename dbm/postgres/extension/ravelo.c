@@ -14,17 +14,19 @@
 // clang-format on
 
 #include "access/parallel.h"
+#include "catalog/pg_authid.h"
 #include "executor/executor.h"
 #include "fmgr.h"
 #include "funcapi.h"
+#include "instrumented.h"
 #include "miscadmin.h"
-#include "nodes/nodeFuncs.h"
 #include "server_versions.h"
 #include "storage/ipc.h"
 #include "storage/lwlock.h"
 #include "storage/shmem.h"
 #include "storage/spin.h"
 #include "tcop/utility.h"
+#include "utils/acl.h"
 #include "utils/float.h"
 #include "utils/guc.h"
 
@@ -73,14 +75,6 @@ static ExecutorRun_hook_type previous_run;
 static ExecutorFinish_hook_type previous_finish;
 static ProcessUtility_hook_type previous_utility;
 
-static double produced(const Counter *counter) {
-    return counter->ntuples + counter->tuplecount;
-}
-
-static double examined(const Counter *counter) {
-    return produced(counter) + counter->nfiltered1 + counter->nfiltered2;
-}
-
 // produced(), of a counter that another process writes. Between two loops of a node the executor
 // adds tuplecount to ntuples and then clears it: in between the rows stand there twice, which
 // could cost a session its life. The rows only grow, so of two samples that are further apart than
@@ -115,6 +109,8 @@ static double read_elsewhere(const Slot *slot) {
 static void release_slot(int code, Datum argument) {
     (void)code;
     (void)argument;
+    if (my_slot == NULL)
+        return;  // take_slot() failed
     LWLockAcquire(lock, LW_EXCLUSIVE);
     if (my_slot->leader >= 0) {
         Slot *leader = &slots[my_slot->leader].slot;
@@ -147,25 +143,6 @@ static bool take_slot(void) {
     return true;
 }
 
-static bool reads_table(const PlanState *node) {
-    switch (nodeTag(node->plan)) {
-        case T_SeqScan:
-        case T_SampleScan:
-        case T_IndexScan:
-        case T_IndexOnlyScan:
-        case T_BitmapHeapScan:
-        case T_TidScan:
-        case T_TidRangeScan:
-            return true;
-        case T_ForeignScan:
-        case T_CustomScan:
-            // 0: a join or an aggregate that was pushed down, whose rows are no table's.
-            return ((const Scan *)node->plan)->scanrelid > 0;
-        default:
-            return false;
-    }
-}
-
 static Counter *counter_of_top(const PlanState *top, bool to_client) {
     if (reads_table(top))
         return to_client ? &my_slot->scan_result : &my_slot->scans;
@@ -183,50 +160,29 @@ static bool point_scans(PlanState *node, void *context) {
     return planstate_tree_walker(node, point_scans, context);
 }
 
+// The part of a statement that a parallel worker runs for its leader. The destination is looked at
+// only before and in a run: between runs of a cursor it is what the last fetch left, and gone.
+static bool feeds_leader(const QueryDesc *query) {
+    return query->dest != NULL && query->dest->mydest == DestTupleQueue;
+}
+
 static void start(QueryDesc *query, int flags) {
     if (previous_start)
         previous_start(query, flags);
     else
         standard_ExecutorStart(query, flags);
     PlanState *top = query->planstate;
-    if (!enabled || (flags & EXEC_FLAG_EXPLAIN_ONLY) || top == NULL || !take_slot())
+    if (!enabled || (flags & EXEC_FLAG_EXPLAIN_ONLY) || top == NULL || !take_slot() ||
+        feeds_leader(query))
+        return;  // for a leader: see begin()
+    if (query->estate->es_instrument != 0) {
+        if (top->instrument != NULL)
+            make_instrumented(top);
         return;
-    if (query->estate->es_instrument != 0)
-        return;  // the nodes have their own: see begin()
+    }
     (void)point_scans(top, NULL);
-    // What a parallel worker's top node produces goes to its leader, never to the client.
     if (!IsParallelWorker())
         top->instrument = counter_of_top(top, false);
-}
-
-// A statement that is instrumented already, for EXPLAIN ANALYZE or for a module that logs such
-// figures, keeps its own counters, as each node must show its own rows. What they grew by is added
-// when the run ends, parallel workers included: the leader has collected theirs by then.
-typedef struct Run {
-    bool collects;
-    bool to_client;
-    List *scans;
-    Bitmapset *seen;  // a plan reached by two expressions counts once
-    double read;
-    double result;
-} Run;
-
-static bool collect_scans(PlanState *node, void *context) {
-    Run *run = context;
-    int id = node->plan->plan_node_id;
-    if (node->instrument != NULL && reads_table(node) && !bms_is_member(id, run->seen)) {
-        run->seen = bms_add_member(run->seen, id);
-        run->scans = lappend(run->scans, node);
-    }
-    return planstate_tree_walker(node, collect_scans, context);
-}
-
-static double sum_scans(const Run *run) {
-    double sum = 0;
-    ListCell *cell;
-    foreach (cell, run->scans)
-        sum += examined(((PlanState *)lfirst(cell))->instrument);
-    return sum;
 }
 
 // Whether the rows leave the server. The store is a portal's, for RETURNING and held cursors;
@@ -246,44 +202,46 @@ static bool goes_to_client(const QueryDesc *query) {
     }
 }
 
-static void begin(const QueryDesc *query, Run *run) {
-    memset(run, 0, sizeof *run);
+// One call of the executor.
+typedef struct Run {
+    Instrumented *own;  // the statement's, if it has counters of its own
+    bool to_client;
+} Run;
+
+static void begin(const QueryDesc *query, bool to_client, bool for_leader, Run *run) {
+    run->own = NULL;
+    run->to_client = to_client;
     PlanState *top = query->planstate;
-    if (my_slot != NULL && top != NULL && top->instrument != NULL) {
-        run->to_client = goes_to_client(query);
-        if (is_ours(top->instrument)) {
+    if (my_slot != NULL && top != NULL) {
+        if (for_leader) {
+            // Not at the start: there nodes look for room in the shared memory that the leader made
+            // for instrumented ones, which depends on ravelo.enabled when the leader started. What
+            // a worker's instrumented nodes count is the leader's to collect, and what its top node
+            // produces never goes to the client.
+            if (enabled && query->estate->es_instrument == 0)
+                (void)point_scans(top, NULL);
+        } else if (top->instrument != NULL && !is_ours(top->instrument))
+            run->own = find_instrumented(query->estate);
+        else if (top->instrument != NULL && !IsParallelWorker())
             // A cursor may be opened in a function and read by the client, so this is said here.
-            if (!IsParallelWorker())
-                top->instrument = counter_of_top(top, run->to_client);
-        } else if (enabled && query->dest->mydest != DestTupleQueue) {
-            // A worker's are the leader's to collect. Memory is taken now, none is at the end.
-            MemoryContext old = MemoryContextSwitchTo(query->estate->es_query_cxt);
-            (void)collect_scans(top, run);
-            MemoryContextSwitchTo(old);
-            run->collects = true;
-            run->read = sum_scans(run);
-            run->result = produced(top->instrument);
-        }
+            top->instrument = counter_of_top(top, to_client);
     }
     if (my_slot != NULL && executor_depth == 0 && enabled)
         my_slot->plan_cost = query->plannedstmt->planTree->total_cost;
     executor_depth++;
 }
 
-static void end(const QueryDesc *query, const Run *run) {
+static void end(const Run *run) {
     executor_depth--;
-    if (run->collects) {
-        my_slot->scans.ntuples += sum_scans(run) - run->read;
-        if (run->to_client)
-            my_slot->result.ntuples += produced(query->planstate->instrument) - run->result;
-    }
+    if (run->own != NULL)
+        add_growth(run->own, &my_slot->scans, run->to_client ? &my_slot->result : &unseen);
     if (my_slot != NULL && executor_depth == 0)
         my_slot->plan_cost = 0;
 }
 
 static void run_plan(QueryDesc *query, ScanDirection direction, uint64 count ONCE_PARAMETER) {
     Run run;
-    begin(query, &run);
+    begin(query, goes_to_client(query), feeds_leader(query), &run);
     PG_TRY();
     {
         if (previous_run)
@@ -292,14 +250,15 @@ static void run_plan(QueryDesc *query, ScanDirection direction, uint64 count ONC
             standard_ExecutorRun(query, direction, count ONCE_ARGUMENT);
     }
     PG_FINALLY();
-    { end(query, &run); }
+    { end(&run); }
     PG_END_TRY();
 }
 
-// Triggers run here, and what is left of a data-modifying WITH.
+// Triggers run here, and what is left of a data-modifying WITH. Nothing goes to the client, and the
+// destination is gone by now, NULL or dangling.
 static void finish(QueryDesc *query) {
     Run run;
-    begin(query, &run);
+    begin(query, false, false, &run);
     PG_TRY();
     {
         if (previous_finish)
@@ -308,7 +267,7 @@ static void finish(QueryDesc *query) {
             standard_ExecutorFinish(query);
     }
     PG_FINALLY();
-    { end(query, &run); }
+    { end(&run); }
     PG_END_TRY();
 }
 
@@ -334,11 +293,21 @@ static void utility(PlannedStmt *statement, const char *text, bool read_only,
 PG_FUNCTION_INFO_V1(ravelo_statements);
 
 Datum ravelo_statements(PG_FUNCTION_ARGS) {
+    // Also where EXECUTE was granted to others: what a session reads is not for everybody to see.
+    if (!has_privs_of_role(GetUserId(), ROLE_PG_READ_ALL_STATS))
+        ereport(ERROR, (errcode(ERRCODE_INSUFFICIENT_PRIVILEGE),
+                        errmsg("permission denied for function ravelo.statements"),
+                        errdetail("Only roles with privileges of pg_read_all_stats may call it.")));
     if (slots == NULL)
         ereport(ERROR, (errcode(ERRCODE_OBJECT_NOT_IN_PREREQUISITE_STATE),
                         errmsg("ravelo must be loaded by shared_preload_libraries")));
     InitMaterializedSRF(fcinfo, 0);
     ReturnSetInfo *answer = (ReturnSetInfo *)fcinfo->resultinfo;
+    enum { COLUMNS = 4 };
+    if (answer->setDesc->natts != COLUMNS)
+        ereport(ERROR,
+                (errcode(ERRCODE_OBJECT_NOT_IN_PREREQUISITE_STATE),
+                 errmsg("the extension's script and its library are of different versions")));
     struct {
         int pid;
         double selected, read, cost;
@@ -367,9 +336,9 @@ Datum ravelo_statements(PG_FUNCTION_ARGS) {
     for (int i = 0; i < MaxBackends; i++) {
         if (rows[i].pid == 0)
             continue;
-        bool nulls[4] = {false};
-        Datum values[4] = {Int32GetDatum(rows[i].pid), Int64GetDatum((int64)rows[i].selected),
-                           Int64GetDatum((int64)rows[i].read), Float8GetDatum(rows[i].cost)};
+        bool nulls[COLUMNS] = {false};
+        Datum values[COLUMNS] = {Int32GetDatum(rows[i].pid), Int64GetDatum((int64)rows[i].selected),
+                                 Int64GetDatum((int64)rows[i].read), Float8GetDatum(rows[i].cost)};
         tuplestore_putvalues(answer->setResult, answer->setDesc, values, nulls);
     }
     return (Datum)0;

@@ -1,31 +1,20 @@
 #!/bin/sh
-# Checks exact counts on a private server that nobody else reaches. The extension is installed in a
-# tree of the server's own: a copy of its main program looks for everything else relative to itself,
-# and finds links to the system's files.
+# Checks exact counts, and what hostile use does, on a private server that nobody else reaches.
 set -eu
 cd "$(dirname "$0")"
-PG_CONFIG=$(./find_server.sh headers) || { echo "no PostgreSQL server with its headers is installed"; exit 1; }
-bin=$("$PG_CONFIG" --bindir)
-dir=$(mktemp -d)
-# Nothing of the user's own settings of a client may lead elsewhere.
-for name in $(env | sed -n 's/^\(PG[A-Z]*\)=.*/\1/p'); do unset "$name"; done
-export LC_ALL=C PG_CONFIG PGHOST="$dir/server" PGDATABASE=postgres PGUSER=postgres
+# shellcheck source=dbm/postgres/extension/private_tree.sh
+. ./private_tree.sh
 sql() { "$bin/psql" -qAtX "$@"; }
-../../../tests/postgres/private_server.sh "$dir" "$bin" make postgres
-for part in bindir pkglibdir sharedir; do
-    from=$("$PG_CONFIG" --$part)
-    mkdir -p "$dir/tree$from"
-    cp -rs "$from/." "$dir/tree$from"
-done
-cp --remove-destination "$bin/postgres" "$dir/tree$bin/postgres"
-make -s install DESTDIR="$dir/tree" LIBRARY="$dir/ravelo.so"
-../../../tests/postgres/private_server.sh "$dir" "$dir/tree$bin" run \
-    -c shared_preload_libraries=ravelo,auto_explain -c autovacuum=off &
-until "$bin/pg_isready" >/dev/null; do
-    kill -0 $! || { tail "$dir/log"; exit 1; }
-    sleep 0.1
-done
+start -c shared_preload_libraries=ravelo,auto_explain -c autovacuum=off
 sql -c 'show server_version'
+failed=0
+same() { if [ "$2" = "$3" ]; then echo "ok    $1"; else echo "FAIL  $1: $3, not $2"; failed=1; fi; }
+sql -c 'create role reader; create role stats in role pg_read_all_stats'
+for how in 'authorization reader' '; grant create on schema ravelo to reader'; do
+    same "no extension in a schema $how" 1 "$(sql -c "create schema ravelo $how" -c 'create extension ravelo' \
+        2>&1 | grep -c 'others than a superuser')"
+    sql -c 'drop schema ravelo cascade' 2>/dev/null
+done
 sql <<'SQL'
 create extension ravelo;
 create table t as select id, id % 10 v from generate_series(1, 100000) id;
@@ -41,8 +30,6 @@ create function f() returns setof t language plpgsql as $$ begin
 create function c() returns refcursor language plpgsql as $$ declare c refcursor := 'c'; begin
     open c for select * from t; return c; end $$;
 SQL
-failed=0
-same() { if [ "$2" = "$3" ]; then echo "ok    $1"; else echo "FAIL  $1: $3, not $2"; failed=1; fi; }
 own="select rows_selected || ' ' || rows_read from ravelo.statements() where pid = pg_backend_pid()"
 check() { same "$1" "$2" "$(printf '%s;\n%s' "$3" "$own" | sql 2>/dev/null | tail -1)"; }
 off='set enable_seqscan = off; set enable_indexscan = off'
@@ -72,6 +59,18 @@ check 'copy of a query'      '500 500'      'copy (select * from t where id <= 5
 check 'explain analyze'      '0 100000'     "$workers; explain analyze select sum(id) from t"
 check 'instrumented'         '500 500'      'set auto_explain.log_min_duration = 0;
     set auto_explain.log_analyze = on; select * from t where id <= 500'
+analyzed='set auto_explain.log_min_duration = 0; set auto_explain.log_analyze = on'
+for how in "" "$analyzed"; do
+    check "held at commit${how:+, instrumented}" '500 500' "$how; begin;
+        declare d cursor with hold for select * from t where id <= 500; commit"
+    check "loop that commits${how:+, instrumented}" '0 300' "$how; do \$\$ declare r record; begin
+        for r in select * from t where id <= 300 loop commit; end loop; end \$\$"
+done
+# shellcheck disable=SC2016
+same 'memory of 20,000 fetches' bounded "$(sql -v ON_ERROR_STOP=1 -c "$analyzed" -c 'do $$ declare
+    r record; c cursor for select from t; begin open c; for i in 1..20000 loop fetch c into r; end loop;
+    assert (select sum(used_bytes) < 500000 from pg_backend_memory_contexts where name = $_$ExecutorState$_$);
+    end $$' -c "select 'bounded'" 2>&1)"
 check 'switched off'         '1 1'          'select 1 from t where id = 1; set ravelo.enabled = off; select * from t'
 live="select rows_selected || ' ' || rows_read || ' ' || (plan_cost > 0) from ravelo.statements()
     join pg_stat_activity using (pid) where application_name = 'live'"
@@ -90,7 +89,9 @@ for how in "" "$workers;"; do
     sql -c "select pg_terminate_backend(pid, 5000) from pg_stat_activity
         where application_name = 'live' and leader_pid is null" >/dev/null
 done
-sql -c 'create role reader; create role stats in role pg_read_all_stats'
-same 'public may not' 1 "$(sql -c 'set role reader' -c 'select 1 from ravelo.statements()' 2>&1 | grep -c denied)"
+for how in select 'grant usage on schema ravelo to public; grant execute on function ravelo.statements() to public'; do
+    same "public may not: $how" 1 "$(sql -c "$how" -c 'set role reader' -c 'select 1 from ravelo.statements()' \
+        2>&1 | grep -c denied)"
+done
 same 'pg_read_all_stats may' t "$(sql -c 'set role stats' -c 'select count(*) > 0 from ravelo.statements()')"
 exit $failed
