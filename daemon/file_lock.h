@@ -18,6 +18,10 @@ namespace ravelo {
 // Whether two handles are open on the same file; false when that can't be seen.
 [[nodiscard]] bool is_same_file(uint32_t one, uint32_t other);
 
+// Whether the system lists a lock on a file that we may not open. false also when that can't be
+// seen, and where the file system's device has one number for files and another for locks.
+[[nodiscard]] bool is_listed_as_locked(const char *path);
+
 // Whether path names some other file than the open one; false when there is none, or it can't be
 // seen.
 [[nodiscard]] bool is_other_file(const char *path, uint32_t handle);
@@ -31,6 +35,10 @@ class folder_lock {
     ~folder_lock() = default;
     folder_lock(const folder_lock &) = delete;
     folder_lock &operator=(const folder_lock &) = delete;
+
+    // Gives a file made in the folder its group, and permissions 0640 whatever the umask, so that
+    // all who may work in the folder can look at the file's lock. What is refused stays undone.
+    void share(uint32_t handle) const;
 
   private:
     file_guard folder_;

@@ -31,12 +31,13 @@ int32_t refuse_start(glob_struct *glob) {
 }
 
 // Creates the status file and locks it for the life of the process. Results as the claim's.
-int32_t create_locked(glob_struct *glob, file_guard *file) {
+int32_t create_locked(glob_struct *glob, const folder_lock &held, file_guard *file) {
     const int create_code = create_exclusive(glob->status_file_name, file);
     if (create_code == EEXIST || is_denied(create_code))
         return refuse_start(glob);
     if (create_code != 0)
         return fail_with_code(glob, message::status_not_created, create_code);
+    held.share(file->get());
     int code = lock_file(file->get());
     if (code == 0)
         code = duplicate_handle(file->get(), &glob->status_handle);
@@ -49,20 +50,22 @@ int32_t create_locked(glob_struct *glob, file_guard *file) {
 
 enum class stop_request : int {
     none,       // or it can't be opened: deleting it will tell
-    denied,     // it may not be opened, so it can't be said whose it is
     stale,      // its daemon has gone
     ours,       // made since our status file was created
     of_living,  // another daemon has not seen it yet, or has not ended yet
 };
 
-// Finds out whose stop request there is. Results: 0, or the system's error code.
+// Finds out whose stop request there is. One that we may not open is no daemon's that shared its
+// status file as this one does; whether it is some other's, the system's list of locks tells.
+// Whoever left it, it must not keep a start from happening once nobody waits for it. Results: 0, or
+// the system's error code.
 int look_at_request(const glob_struct *glob, stop_request *found) {
     *found = stop_request::none;
     file_guard request;
     const int open_code = open_existing(glob->stop_file_name, &request);
     if (open_code != 0) {
-        if (is_denied(open_code))
-            *found = stop_request::denied;
+        if (is_denied(open_code) && is_listed_as_locked(glob->stop_file_name))
+            *found = stop_request::of_living;
         return 0;
     }
     if (glob->status_handle != 0 && is_same_file(request.get(), glob->status_handle)) {
@@ -79,7 +82,7 @@ int look_at_request(const glob_struct *glob, stop_request *found) {
 int clear_request(const glob_struct *glob, bool *governed) {
     stop_request found{};
     const int code = look_at_request(glob, &found);
-    *governed = found == stop_request::of_living || found == stop_request::denied;
+    *governed = found == stop_request::of_living;
     if (code != 0 || *governed || found == stop_request::ours)
         return code;
     const int delete_code = delete_file(glob->stop_file_name);
@@ -125,7 +128,7 @@ int32_t get_status_filenames(glob_struct *glob, const char *node_text) {
 int32_t claim_status_file(glob_struct *glob) {
     const folder_lock held(glob->status_file_name);
     file_guard file;
-    int32_t outcome = create_locked(glob, &file);
+    int32_t outcome = create_locked(glob, held, &file);
     if (outcome != result::ok)
         return outcome;
     bool governed = false;

@@ -56,6 +56,8 @@ constexpr auto errors = std::to_array<known_error>({
     {code::setting_unknown, {"", "the client setting is unknown"}},
     {code::node_unknown, {"", "the instance has no such node"}},
     {code::not_a_file, {"", "it is not a regular file"}},
+    {code::open_to_all, {"", "the directory is writable by everyone"}},
+    {code::tmp_of_other, {"", "its tmp directory belongs to another user"}},
 });
 
 struct known_sqlcode {

@@ -55,5 +55,7 @@ constexpr int version_unknown = 9003;
 constexpr int bad_argument = 9004;
 constexpr int setting_unknown = 9005;
 constexpr int node_unknown = 9006;
+constexpr int open_to_all = 9008;
+constexpr int tmp_of_other = 9009;
 
 }  // namespace dbm::code

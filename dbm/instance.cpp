@@ -20,6 +20,7 @@ namespace {
 
 constexpr const char *default_directory = "/var/lib/ravelo";
 constexpr mode_t tmp_mode = 0770;
+constexpr mode_t shared_tmp_mode = tmp_mode | S_ISGID;
 
 std::optional<instance> the_instance;
 
@@ -40,14 +41,33 @@ instance read_instance() {
     return loaded;
 }
 
-// 0 when path is a directory, not a link to one, that not everyone can write to.
-int check_tmp(const std::string &path) {
-    struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0)
+// 0 when path is a directory, not a link to one, that not everyone can write to and that belongs
+// to somebody who may put another in its place anyway.
+int check_tmp(const std::string &path, const struct stat &directory, struct stat *status) {
+    if (lstat(path.c_str(), status) != 0)
         return errno;
-    if (!S_ISDIR(status.st_mode))
+    if (!S_ISDIR(status->st_mode))
         return code::tmp_not_directory;
-    return (status.st_mode & S_IWOTH) != 0 ? code::tmp_open_to_all : 0;
+    if ((status->st_mode & S_IWOTH) != 0)
+        return code::tmp_open_to_all;
+    const uid_t owner = status->st_uid;
+    return owner == 0 || owner == geteuid() || owner == directory.st_uid ? 0 : code::tmp_of_other;
+}
+
+// Lets all who may govern use a tmp directory of ours: it gets the instance directory's group, and
+// so do files made in it, whoever makes them. One that its group may not write to is left as it is.
+// What the system forbids, as RestrictSUIDSGID= of systemd does, stays undone. Through a
+// descriptor, so that nothing put in its place is changed.
+int share_tmp(const std::string &path, const struct stat &directory, bool made) {
+    const file_guard tmp(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status = {};
+    if (!tmp.is_open() || fstat(tmp.get(), &status) != 0)
+        return made ? errno : 0;
+    if (status.st_gid != directory.st_gid)
+        (void)fchown(tmp.get(), static_cast<uid_t>(-1), directory.st_gid);  // see above
+    if (fchmod(tmp.get(), made ? shared_tmp_mode : (status.st_mode & 07777U) | S_ISGID) == 0)
+        return 0;
+    return !made || fchmod(tmp.get(), tmp_mode) == 0 ? 0 : errno;  // the umask's share is ours
 }
 
 }  // namespace
@@ -70,22 +90,27 @@ int check_directory(const instance &which) {
     struct stat status = {};
     if (stat(which.directory.c_str(), &status) != 0)
         return errno;
-    return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+    if (!S_ISDIR(status.st_mode))
+        return ENOTDIR;
+    return (status.st_mode & S_IWOTH) != 0 ? code::open_to_all : 0;
 }
 
 int prepare_tmp(const instance &which) {
     const std::string path = tmp_directory(which);
-    const int problem = check_tmp(path);
-    if (problem != ENOENT)
-        return problem;
-    if (mkdir(path.c_str(), tmp_mode) != 0)
-        return errno == EEXIST ? check_tmp(path) : errno;  // another process was faster
-    // The umask may have taken something away. Through a descriptor, so that nothing put in its
-    // place gets the mode.
-    const file_guard made(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!made.is_open() || fchmod(made.get(), tmp_mode) != 0)
+    struct stat directory = {};
+    struct stat status = {};
+    if (stat(which.directory.c_str(), &directory) != 0)
         return errno;
-    return 0;
+    int problem = check_tmp(path, directory, &status);
+    const bool made = problem == ENOENT && mkdir(path.c_str(), tmp_mode) == 0;
+    if (problem == ENOENT)  // where mkdir failed, another process may have been faster
+        problem = made || errno == EEXIST ? check_tmp(path, directory, &status) : errno;
+    if (problem != 0)
+        return problem;
+    const bool shared = (status.st_mode & S_IRWXG) == S_IRWXG;
+    const bool as_agreed = (status.st_mode & S_ISGID) != 0 && status.st_gid == directory.st_gid;
+    const bool may_change = geteuid() == 0 || status.st_uid == geteuid();
+    return made || (shared && !as_agreed && may_change) ? share_tmp(path, directory, made) : 0;
 }
 
 bool may_govern(const instance &which) {

@@ -22,13 +22,16 @@ struct instance {
 // Loads it anew from the environment and instance.conf. May throw bad_alloc.
 void load_instance();
 
-// Whether the instance directory can be used: 0, ENOENT, ENOTDIR, ENAMETOOLONG or what the system
+// Whether the instance directory can be used: 0, ENOENT, ENOTDIR, ENAMETOOLONG, code::open_to_all,
+// where anybody could put settings and a tmp directory of his own in place, or what the system
 // says.
 [[nodiscard]] int check_directory(const instance &which);
 
-// Makes sure that there is a tmp directory which not everyone can write to; one that is missing is
-// made with mode 0770. Results: 0, a system error number, code::tmp_open_to_all or
-// code::tmp_not_directory. May throw bad_alloc.
+// Makes sure that there is a tmp directory which not everyone can write to, and which belongs to
+// root, the instance directory's owner or the invoking user. One that is missing is made with mode
+// 2770 and the instance directory's group, so that whoever may govern can go on where another user
+// ended; an older one of ours gets both. Results: 0, a system error number, code::tmp_open_to_all,
+// code::tmp_of_other or code::tmp_not_directory. May throw bad_alloc.
 [[nodiscard]] int prepare_tmp(const instance &which);
 
 // Whether the invoking user may govern: root, the directory's owner or a member of its group. A

@@ -36,7 +36,7 @@ int write_journal(const session &connection, std::string &line) {
     if (unusable != 0)
         return unusable;
     file_guard journal;
-    const int problem = open_for_appending(journal_path(connection), journal);
+    const int problem = open_for_appending(journal_path(connection), journal, shared_mode);
     if (problem != 0)
         return problem;
     line += '\n';

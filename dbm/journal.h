@@ -9,6 +9,8 @@
 // scripted=yes: the answer comes from a recording's script, nothing was carried out. error: the
 // text of a refusal.
 //
+// All who may govern may write to it, so that each can go on where another user ended.
+//
 // A snapshot that failed, and what an attachment lacks, is noted with 'time operation rc sqlcode
 // error'.
 #pragma once

@@ -17,7 +17,13 @@ struct text_writer {
     std::span<char> out;
     size_t used = 0;
     bool cut = false;
+    size_t line = 0;  // where its last line begins
 };
+
+// Controls may be in two pieces until their line is whole.
+void end_line(text_writer &writer) {
+    blank_controls(writer.out.subspan(writer.line, writer.used - writer.line));
+}
 
 void add(text_writer &writer, std::string_view text) {
     for (const char c : text) {
@@ -25,8 +31,7 @@ void add(text_writer &writer, std::string_view text) {
             writer.cut = true;
             return;
         }
-        const auto byte = static_cast<unsigned char>(c);
-        writer.out[writer.used++] = byte < 0x20 || byte == 0x7F ? ' ' : c;
+        writer.out[writer.used++] = c;
     }
 }
 
@@ -55,6 +60,7 @@ void drop_partial_character(text_writer &writer) {
 size_t finish(text_writer &writer) {
     if (writer.cut)
         drop_partial_character(writer);
+    end_line(writer);
     writer.out[writer.used] = '\0';
     return writer.used;
 }
@@ -133,9 +139,9 @@ bool add_named(text_writer &writer, std::string_view name, const message_view &m
         return true;
     }
     if (name == "newline") {
-        add(writer, " ");
-        if (!writer.cut)
-            writer.out[writer.used - 1] = '\n';
+        end_line(writer);
+        add(writer, "\n");
+        writer.line = writer.used;
         return true;
     }
     const size_t blank = name.find(' ');

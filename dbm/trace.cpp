@@ -4,10 +4,12 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <unistd.h>
 
 #include "dbm/common/files.h"
+#include "dbm/common/text.h"
 #include "dbm/instance.h"
 
 namespace dbm {
@@ -72,10 +74,7 @@ traced_call::traced_call(operation which) noexcept : which_(which), traced_(foll
 void traced_call::add(std::string_view text) noexcept {
     const size_t room = line_.size() - 1 - used_;  // one byte is kept for the newline
     const size_t length = text.size() < room ? text.size() : room;
-    for (size_t i = 0; i < length; ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        line_[used_ + i] = byte < 0x20 || byte == 0x7F ? ' ' : text[i];
-    }
+    std::memcpy(line_.data() + used_, text.data(), length);
     used_ += length;
 }
 
@@ -104,6 +103,7 @@ void traced_call::finish(int rc, int32_t sqlcode) noexcept {
     argument("rc", rc);
     argument("sqlcode", sqlcode);
     argument("us", elapsed);
+    blank_controls({line_.data(), used_});
     line_[used_++] = '\n';
     (void)write_line(trace_file.get(), {line_.data(), used_});  // a trace never stops the daemon
 }

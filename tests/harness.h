@@ -27,7 +27,7 @@ using Lines = std::vector<std::string>;
 // Faults are a list, separated by ';', of call[:subject]@n=code: the program's n-th such call
 // fails; with n+ every one from the n-th on does.
 //   call     open lseek read write ftruncate fcntl flock close unlink rename access fstat
-//            stat fopen fileno getc fclose clock_gettime localtime_r sigaction calloc ppoll, and
+//            stat fdopen fileno getc fclose clock_gettime localtime_r sigaction calloc ppoll, and
 //            the dbm_ operations that have a result; "*" any of them but ppoll and
 //            dbm_message_text: the n-th call of all, and with n+ also every later one of the
 //            function it struck

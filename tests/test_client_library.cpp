@@ -59,11 +59,14 @@ TEST(Instance, TmpIsMadeSafeOrRefused) {
     umask(before);
     struct stat info = {};
     ASSERT_EQ(stat(instance.path("tmp").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07777U, 0770U);
+    EXPECT_EQ(info.st_mode & 07777U, 02770U);
     ASSERT_EQ(chmod(instance.path("tmp").c_str(), 0777), 0);
     const Outcome open = instance.run({"stop", "sample", "0"}, real_texts);
     EXPECT_EQ(open.status, 253);
     EXPECT_TRUE(holds(open.err, "9001") && holds(open.err, "writable by everyone")) << open.err;
+    ASSERT_EQ(chmod(instance.path("").c_str(), 01777), 0);
+    const Outcome open_directory = instance.run({"stop", "sample", "0"}, real_texts);
+    EXPECT_TRUE(holds(open_directory.err, "9008")) << open_directory.err;
     const Outcome missing =
         instance.run({"stop", "sample", "0"},
                      {.plain = false, .env = {{"DBM_INSTANCE", instance.path("absent")}}});
@@ -95,6 +98,30 @@ TEST(Instance, OnlyItsOwnersMayGovern) {
     // What is not there is nobody's: the file "y" is what is missing.
     EXPECT_EQ(nobody("65534", "DBM_INSTANCE=/usr/absent " + validate), 254);
     EXPECT_EQ(nobody("65534", "DBM_INSTANCE=/etc/passwd " + validate), 254);
+
+    // What root leaves keeps nobody of the directory's group from going on.
+    const TempInstance shared;
+    const std::string words = " sample 0";
+    const std::string command = "'" + ravelod.string() + "' ";
+    const std::string where = "DBM_INSTANCE='" + shared.path("") + "' ";
+    const std::string start = where + command + "start" + words + " /absent /dev/null";
+    ASSERT_EQ(chown(shared.path("").c_str(), 0, 65534), 0);
+    ASSERT_EQ(chmod(shared.path("").c_str(), 0770), 0);
+    ASSERT_TRUE(std::filesystem::create_directory(shared.path("tmp")));  // as it was once made
+    ASSERT_EQ(chmod(shared.path("tmp").c_str(), 0770), 0);
+    EXPECT_EQ(nobody("65534", start), 2);
+    EXPECT_EQ(shared.run({"stop", "sample", "0"}).status, 2);
+    shared.write("tmp/SAMPLE.0.GDB", "");
+    ASSERT_EQ(chmod(shared.stop_file().c_str(), 0600), 0);
+    EXPECT_EQ(nobody("65534", start), 254);  // for its rules
+    EXPECT_FALSE(std::filesystem::exists(shared.stop_file()));
+    // A status file of root's, in a folder that nobody may enter: that is said.
+    ASSERT_EQ(chmod(shared.path("tmp").c_str(), 0700), 0);
+    const std::string said = " 2>&1 | grep -q 'Message 1006'\"";
+    EXPECT_EQ(nobody("65534", where + "sh -c \"" + command + "stop" + words + said), 0);
+    ASSERT_EQ(chown(shared.path("tmp").c_str(), 4711, 65534), 0);
+    const Outcome strange = shared.run({"stop", "sample", "0"}, real_texts);
+    EXPECT_TRUE(holds(strange.err, "9009") && holds(strange.err, "another user")) << strange.err;
 }
 
 TEST(Recording, BadLinesAreNamed) {

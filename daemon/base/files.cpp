@@ -32,6 +32,17 @@ int open_guarded(const char *path, int flags, file_guard *file) {
     return code;
 }
 
+// 0 for a regular file: whatever else is opened in its place may never end, or hang at the first
+// byte.
+int check_regular(int fd) {
+    struct stat info = {};
+    if (fstat(fd, &info) != 0)
+        return errno;
+    if (S_ISREG(info.st_mode))
+        return 0;
+    return S_ISDIR(info.st_mode) ? EISDIR : ESPIPE;
+}
+
 // Writes until done; *written counts the bytes that went out.
 int write_bytes(int fd, std::string_view text, size_t *written) {
     *written = 0;
@@ -151,9 +162,16 @@ int file_status(uint32_t handle, uint64_t *status) {
 }
 
 int open_stream(const char *path, FILE **stream) {
-    FILE *const fresh = std::fopen(path, "re");
+    file_guard file;
+    int code = open_existing(path, &file);
+    if (code == 0)
+        code = check_regular(descriptor(file.get()));
+    if (code != 0)
+        return code;
+    FILE *const fresh = fdopen(descriptor(file.get()), "r");
     if (fresh == nullptr)
         return errno;
+    (void)file.release();  // it is the stream's now
     *stream = fresh;
     return 0;
 }

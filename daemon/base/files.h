@@ -65,7 +65,8 @@ class file_guard {
 // nanoseconds, with its size and inode mixed in. Never 0.
 [[nodiscard]] int file_status(uint32_t handle, uint64_t *status);
 
-// Opens path as a buffered stream for reading. The caller closes *stream with close_stream.
+// Opens a regular file as a buffered stream for reading. The caller closes *stream with
+// close_stream. EISDIR: a directory; ESPIPE: a pipe, a device or the like.
 [[nodiscard]] int open_stream(const char *path, FILE **stream);
 // The file handle of a stream; it stays the stream's.
 [[nodiscard]] int stream_handle(FILE *stream, uint32_t *handle);

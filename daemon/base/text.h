@@ -81,12 +81,35 @@ template <size_t Size>
     return digits(field, value);
 }
 
-// Turns every control character of text into a blank, so that it stays one line.
+// Length of the character at the start of text that may not reach a terminal or a log: a control,
+// also one of UTF-8, a mark that turns the direction of writing, or a line separator. 0: none is
+// there. The client library has the same for its own texts.
+[[nodiscard]] inline size_t control_length(std::string_view text) {
+    const auto byte = [&](size_t i) {
+        return i < text.size() ? uint32_t{static_cast<unsigned char>(text[i])} : 0U;
+    };
+    if (text.empty() || (byte(0) >= 0x20 && byte(0) < 0x7F))
+        return 0;
+    if (byte(0) <= 0x7F)
+        return 1;
+    const uint32_t two = byte(0) << 8U | byte(1);
+    if ((two >= 0xC280 && two <= 0xC29F) || two == 0xD89C)
+        return 2;
+    const uint32_t three = two << 8U | byte(2);
+    const bool misleads = (three >= 0xE2808E && three <= 0xE2808F) ||
+                          (three >= 0xE280A8 && three <= 0xE280AE) ||
+                          (three >= 0xE281A6 && three <= 0xE281A9) || three == 0xEFBBBF;
+    return misleads ? 3 : 0;
+}
+
+// Turns every such character of text into blanks, one for each byte, so that it stays one line and
+// as long as it was.
 inline void blank_controls(std::span<char> text) {
-    for (char &c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F)
-            c = ' ';
+    for (size_t at = 0; at < text.size();) {
+        const size_t length = control_length({text.data() + at, text.size() - at});
+        if (length != 0)
+            std::memset(text.data() + at, ' ', length);
+        at += length != 0 ? length : 1;
     }
 }
 

@@ -12,7 +12,6 @@ namespace dbm {
 
 namespace {
 
-constexpr mode_t file_mode = 0640;
 constexpr size_t read_step = 65536;
 
 struct release_memory {
@@ -25,6 +24,16 @@ int check_regular(int descriptor) {
     if (fstat(descriptor, &status) != 0)
         return errno;
     return S_ISREG(status.st_mode) ? 0 : code::not_a_file;
+}
+
+// Where the folder gives new files its group anyway, nothing is left to do; where that is refused,
+// the file stays its maker's.
+void take_folders_group(const std::string &path, int descriptor) {
+    struct stat folder = {};
+    struct stat file = {};
+    if (stat(path.substr(0, path.rfind('/') + 1).c_str(), &folder) == 0 &&
+        fstat(descriptor, &file) == 0 && file.st_gid != folder.st_gid)
+        (void)fchown(descriptor, static_cast<uid_t>(-1), folder.st_gid);
 }
 
 // Cuts the last bytes written off again, so that the next line does not continue them, unless
@@ -68,11 +77,13 @@ int open_for_reading(const std::string &path, file_guard &file) {
     return 0;
 }
 
-int open_for_appending(const std::string &path, file_guard &file) {
+int open_for_appending(const std::string &path, file_guard &file, mode_t mode) {
     constexpr int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    file_guard opened(open(path.c_str(), flags | O_CREAT | O_EXCL, file_mode));
+    file_guard opened(open(path.c_str(), flags | O_CREAT | O_EXCL, private_mode));
     if (opened.is_open()) {
-        if (fchmod(opened.get(), file_mode) != 0)
+        if (mode == shared_mode)
+            take_folders_group(path, opened.get());
+        if (fchmod(opened.get(), mode) != 0)
             return errno;
     } else if (errno == EEXIST) {
         opened.reset(open(path.c_str(), flags));

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 namespace dbm::code {
@@ -39,9 +40,13 @@ class file_guard {
 // Opens an existing regular file for reading.
 [[nodiscard]] int open_for_reading(const std::string &path, file_guard &file);
 
-// Opens a regular file for appending, creating it with mode 0640 whatever the umask. A symbolic
+constexpr mode_t private_mode = 0640;
+constexpr mode_t shared_mode = 0660;  // and the folder's group
+
+// Opens a regular file for appending, creating it with that mode whatever the umask. A symbolic
 // link is refused (ELOOP), since others may write to the directory.
-[[nodiscard]] int open_for_appending(const std::string &path, file_guard &file);
+[[nodiscard]] int open_for_appending(const std::string &path, file_guard &file,
+                                     mode_t mode = private_mode);
 
 // Reads what is there, at most buffer.size() bytes. *length 0: end of file.
 [[nodiscard]] int read_some(int descriptor, std::span<char> buffer, size_t *length);

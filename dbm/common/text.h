@@ -2,6 +2,7 @@
 #pragma once
 
 #include <charconv>
+#include <cstddef>
 #include <limits>
 #include <optional>
 #include <span>
@@ -51,5 +52,13 @@ void to_upper(std::span<char> text);
 
 // A copy in upper case. May throw bad_alloc.
 [[nodiscard]] std::string upper_case(std::string_view text);
+
+// Length of the character at the start of text that may not reach a terminal or a log: a control,
+// also one of UTF-8, a mark that turns the direction of writing, or a line separator. 0: none is
+// there. The daemon has the same for its own texts.
+[[nodiscard]] size_t control_length(std::string_view text);
+
+// Turns every such character of text into blanks, one for each byte.
+void blank_controls(std::span<char> text);
 
 }  // namespace dbm

@@ -2,6 +2,8 @@
  * interleaving of three daemons being started (one after the other or at once), two stop commands, a
  * stop signal to each daemon, failures, and kill -9 anywhere. check.sh runs it.
  *
+ * Whether a stop request's file is locked, a program that may not open it reads in the system's list.
+ *
  * A file is known by the daemon that created it, 1 to 3; 0 is no file. Each step is one system call.
  * FILE_LOCK and FOLDER_LOCK switch the two locks; without either the checks fail, which shows that
  * both are needed and that the checks can fail.

@@ -25,8 +25,8 @@ lifecycle() {
     [ "$0" = /mnt/package.sh ] || fail 'this is for a copy of the machine only'
     dpkg -P ravelo >/dev/null 2>&1
     dpkg -i "$1"/*_1.0.0-1_*.deb
-    expect "$(printf '750 %s:ravelo\n' ravelo ravelo root)" \
-        stat -c '%a %U:%G' /var/lib/ravelo /var/log/ravelo /etc/ravelo
+    expect "$(printf '%s:ravelo\n' '750 ravelo' '750 ravelo' '750 root' '2770 ravelo')" \
+        stat -c '%a %U:%G' /var/lib/ravelo /var/log/ravelo /etc/ravelo /var/lib/ravelo/tmp
 
     cp $examples/orders/ORDERS.0.recording /var/lib/ravelo/
     (echo 'debug 1;' && cat $examples/orders/night.cfg) > /etc/ravelo/orders.cfg
@@ -70,6 +70,14 @@ lifecycle() {
     dpkg -P ravelo
     expect '' find /etc /var/lib /var/log -name '*ravelo*' -not -path '/var/lib/dpkg/*'
     expect '' getent passwd ravelo
+
+    # A person's own account, and files of theirs among the daemons'.
+    useradd --create-home ravelo 2>/dev/null
+    dpkg -i "$1"/*_1.0.1-1_*.deb
+    touch /var/log/ravelo/mine /var/log/ravelo/orders.log.1.gz
+    dpkg -P ravelo
+    expect /var/log/ravelo/mine find /etc /var/lib /var/log -type f -path '*ravelo*' -not -path '/var/lib/dpkg/*'
+    expect 1 grep -c '^ravelo:.*:/home/ravelo:' /etc/passwd
 }
 
 # A root directory in which nothing that is written reaches the machine; programs in it end with it.

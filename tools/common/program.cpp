@@ -5,11 +5,12 @@
 #include <new>
 
 #include "daemon/base/files.h"
+#include "tools/common/safe_text.h"
 
 namespace ravelo::program {
 
 int32_t complain(const std::string &text) {
-    (void)std::fprintf(stderr, "%s: %s\n", name, text.c_str());
+    (void)std::fprintf(stderr, "%s: %s\n", name, escaped(text).c_str());
     return failed;
 }
 

@@ -15,7 +15,7 @@ extern const char *const usage;
 
 constexpr int32_t failed = 1;
 
-// Says what is wrong, behind the program's name. Returns failed.
+// Says what is wrong, behind the program's name; the text may hold any byte. Returns failed.
 int32_t complain(const std::string &text);
 
 // Says how the program is called. Returns failed.

@@ -1,7 +1,7 @@
 #include <nlohmann/json.hpp>
 
+#include "tools/common/safe_text.h"
 #include "tools/log/civil_time.h"
-#include "tools/log/safe_text.h"
 #include "tools/log/writer.h"
 
 namespace ravelo::logview {

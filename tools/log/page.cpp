@@ -2,10 +2,10 @@
 #include <deque>
 #include <initializer_list>
 
+#include "tools/common/safe_text.h"
 #include "tools/log/chart.h"
 #include "tools/log/civil_time.h"
 #include "tools/log/page_files.h"
-#include "tools/log/safe_text.h"
 #include "tools/log/statistics.h"
 #include "tools/log/writer.h"
 

@@ -7,8 +7,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "tools/common/safe_text.h"
 #include "tools/log/civil_time.h"
-#include "tools/log/safe_text.h"
 #include "tools/log/writer.h"
 
 namespace ravelo::logview {

@@ -83,8 +83,10 @@ int32_t open_recording(const settings &wanted, uint32_t *handle) {
         return result::ok;
     }
     const int how = wanted.overwrite ? O_TRUNC : O_EXCL;
-    const int fd = open(wanted.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | how, 0640);
-    const int code = fd < 0 ? errno : 0;
+    // Without waiting for whoever may read a pipe, as stops wait until a snapshot is taken.
+    const int fd =
+        open(wanted.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | how, 0640);
+    const int code = fd < 0 || fcntl(fd, F_SETFL, 0) != 0 ? errno : 0;
     *handle = static_cast<uint32_t>(fd);
     if (code == 0)
         return result::ok;

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <getopt.h>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "dbm/common/text.h"
 #include "govern/interface/constants.h"
 #include "tools/common/program.h"
+#include "tools/common/safe_text.h"
 #include "tools/replay/recording_check.h"
 #include "tools/replay/replay_run.h"
 #include "tools/replay/temporary_instance.h"
@@ -53,17 +55,13 @@ int32_t read_command_line(int count, char **words, settings *wanted) {
     return named ? result::ok : program::show_usage();
 }
 
-// Copies a file to standard output.
+// Copies a log to standard output. Names in it may hold what is not UTF-8.
 void show_file(const std::string &path) {
-    FILE *const file = std::fopen(path.c_str(), "rbe");
-    if (file == nullptr)
-        return;  // a run without a record leaves none
-    char piece[65536];
-    for (size_t size = sizeof(piece); size == sizeof(piece);) {
-        size = std::fread(piece, 1, sizeof(piece), file);
-        (void)std::fwrite(piece, 1, size, stdout);
+    std::ifstream file(path, std::ios::binary);
+    for (std::string line; std::getline(file, line);) {
+        line = escaped(line) + "\n";
+        (void)std::fwrite(line.data(), 1, line.size(), stdout);
     }
-    (void)std::fclose(file);
 }
 
 int32_t run(int count, char **words) {

@@ -6,6 +6,7 @@
 #include "log/columns.h"
 #include "log/messages.h"
 #include "log/write_log.h"
+#include "tools/common/safe_text.h"
 
 namespace ravelo::replay {
 namespace {
@@ -28,14 +29,6 @@ void add_to(tally &sum, const action &each, const action_record &done) {
     sum.connections.insert(each.application_id);
 }
 
-// The beginning of a text, for a terminal or a file: control characters are blanked.
-std::string shown(std::string_view text, size_t width) {
-    std::string result(text.substr(0, width));
-    for (char &c : result)
-        c = static_cast<unsigned char>(c) < ' ' || c == 0x7F ? ' ' : c;
-    return result;
-}
-
 void print_tally(FILE *out, const tally &sum) {
     for (const uint32_t times : sum.times)
         (void)std::fprintf(out, " %8u", times);
@@ -52,7 +45,7 @@ void print_rules(FILE *out, const summary &counts, bool only_acting) {
         const tally &sum = by_line[rule.line];
         if (only_acting && sum.connections.empty())
             continue;
-        (void)std::fprintf(out, "%-6d %-44s", rule.line, shown(rule.text, 44).c_str());
+        (void)std::fprintf(out, "%-6d %-44s", rule.line, escaped(rule.text, 44).c_str());
         print_tally(out, sum);
         (void)std::fputs("\n", out);
     }
@@ -72,8 +65,8 @@ void print_applications(FILE *out, const summary &counts) {
     (void)std::fprintf(out, "\n%-20s %-20s %8s %8s %8s %8s %10s\n", "application", "authid",
                        "forced", "reprio.", "sched.", "connect.", "CPU s");
     for (const auto &[who, sum] : by_application) {
-        (void)std::fprintf(out, "%-20s %-20s", shown(who.first, 20).c_str(),
-                           shown(who.second, 20).c_str());
+        (void)std::fprintf(out, "%-20s %-20s", escaped(who.first, 20).c_str(),
+                           escaped(who.second, 20).c_str());
         print_tally(out, sum);
         (void)std::fprintf(out, " %10lld\n", static_cast<long long>(sum.cpu));
     }

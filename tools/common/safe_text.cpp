@@ -1,4 +1,4 @@
-#include "tools/log/safe_text.h"
+#include "tools/common/safe_text.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include <cwchar>
 #include <cwctype>
 
-namespace ravelo::logview {
+namespace ravelo {
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
@@ -59,7 +59,30 @@ void append_hex(std::string &out, const char *format, unsigned value) {
     out += shown;
 }
 
+// The bytes of a character as \xNN.
+std::string hex_bytes(std::string_view bytes) {
+    std::string shown;
+    for (const char byte : bytes)
+        append_hex(shown, "\\x%02X", static_cast<unsigned char>(byte));
+    return shown;
+}
+
 }  // namespace
+
+std::string escaped(std::string_view text, size_t most) {
+    std::string shown;
+    while (!text.empty()) {
+        const decoded next = decode(text);
+        const std::string_view bytes = text.substr(0, next.length);
+        const bool safe = next.valid && !is_control(next.character) && !misleads(next.character);
+        const std::string piece = safe ? std::string(bytes) : hex_bytes(bytes);
+        if (piece.size() > most - shown.size())
+            break;
+        shown += piece;
+        text.remove_prefix(next.length);
+    }
+    return shown;
+}
 
 std::string valid_utf8(std::string_view text) {
     std::string valid;
@@ -115,13 +138,11 @@ shown_character next_shown(std::string_view &text, bool utf8) {
     if (safe) {
         shown.columns = static_cast<size_t>(columns);
     } else {
-        shown.bytes.clear();
-        for (const char byte : text.substr(0, next.length))
-            append_hex(shown.bytes, "\\x%02X", static_cast<unsigned char>(byte));
+        shown.bytes = hex_bytes(shown.bytes);
         shown.columns = shown.bytes.size();
     }
     text.remove_prefix(next.length);
     return shown;
 }
 
-}  // namespace ravelo::logview
+}  // namespace ravelo
