@@ -42,6 +42,7 @@ constexpr int32_t request_failed = -1931;                  // the manager's own 
 constexpr int32_t server_elsewhere = -1932;                // process id
 constexpr int32_t priorities_left = -1933;                 // number of agents, file
 constexpr int32_t manager_absent = -1934;                  // manager, what it needs
+constexpr int32_t reader_attached = -1939;                 // operation
 
 }  // namespace dbm::sql
 
