@@ -56,6 +56,7 @@ constexpr auto errors = std::to_array<known_error>({
     {code::setting_unknown, {"", "the client setting is unknown"}},
     {code::node_unknown, {"", "the instance has no such node"}},
     {code::not_a_file, {"", "it is not a regular file"}},
+    {code::not_ours_alone, {"", "it is not the file of this user alone"}},
 });
 
 struct known_sqlcode {

@@ -23,6 +23,8 @@ constexpr int32_t group_forbidden = 1924;    // user id of the server
 constexpr int32_t force_refused = 1925;      // agent id, application id, the manager's own text
 constexpr int32_t priority_refused = 1926;   // agent id, application id, error code
 constexpr int32_t priorities_unkept = 1927;  // file, error code
+constexpr int32_t kept_unread = 1928;        // file, number of lines
+constexpr int32_t kept_unusable = 1929;      // file, error code
 
 constexpr int32_t not_attached = -1024;        // operation
 constexpr int32_t not_authorized = -1092;      // instance directory
@@ -56,5 +58,6 @@ constexpr int version_unknown = 9003;
 constexpr int bad_argument = 9004;
 constexpr int setting_unknown = 9005;
 constexpr int node_unknown = 9006;
+constexpr int not_ours_alone = 9011;
 
 }  // namespace dbm::code

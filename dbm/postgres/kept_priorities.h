@@ -3,13 +3,17 @@
 //
 // A line 'set pid=N start=N nice=N [group=N] to=N' is written before each change: the process and
 // its start time, the nice value that it had itself and the one of its session's group, and the one
-// it gets. 'done pid=N start=N' follows when it was given back. Lines that were cut short or say
-// something else are left out.
+// it gets. 'done pid=N start=N' follows when it was given back. A line that says something else, or
+// a value that no process can have, is kept as it is: somebody may still want to know.
+//
+// The file says whom to give what, so it is used only where it is a regular file of this process's
+// effective user that nobody else may write to, and that has no other name.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -24,9 +28,22 @@ struct changed_process {
     std::vector<int> set;  // every value that it may have been given since
 };
 
-// Reads what an earlier attachment left. Results: 0, also when there is no file, or the system's
-// error number. May throw bad_alloc.
-[[nodiscard]] int read_kept(const std::string &path, std::vector<changed_process> &kept);
+struct kept_file {
+    std::vector<changed_process> changes;  // still to be given back, no process twice
+    std::string unread;                    // the lines that can't be read, each with its newline
+    size_t unread_lines = 0;
+};
+
+// Takes the text of such a file apart, and puts it together in as few lines as can be. May throw
+// bad_alloc.
+[[nodiscard]] kept_file parse_kept(std::string_view text);
+[[nodiscard]] std::string text_of(const std::vector<changed_process> &changes,
+                                  const std::string &unread);
+
+// Reads what an earlier attachment left. Results: 0, also when there is no file; otherwise the
+// file is to be left alone: a system error number, EFBIG for one of more than 64 MiB, or a code of
+// the library. May throw bad_alloc.
+[[nodiscard]] int read_kept(const std::string &path, kept_file &kept);
 
 // Adds a line: that a process is about to get its last value of set, that it was given back.
 // Results: 0, a system error number or a code of the library. May throw bad_alloc.
@@ -34,7 +51,8 @@ struct changed_process {
 [[nodiscard]] int keep_return(const std::string &path, const changed_process &change);
 
 // Replaces the file by one that says the same in as few lines as can be; none where there is
-// nothing to keep. Results as keep_change.
-[[nodiscard]] int rewrite_kept(const std::string &path, const std::vector<changed_process> &kept);
+// nothing to keep. Only for a file that was read, or was not there. Results as keep_change.
+[[nodiscard]] int rewrite_kept(const std::string &path, const std::vector<changed_process> &changes,
+                               const std::string &unread);
 
 }  // namespace dbm::postgres
