@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <map>
 #include <span>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -50,44 +51,72 @@ std::string change_line(const changed_process &change, int set) {
     return line;
 }
 
-// Opens the file, where it is one to be used.
-int open_kept(const std::string &path, int how, file_guard &file) {
+int lock(const file_guard &file) {
+    if (flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+        return 0;
+    return errno == EWOULDBLOCK ? EBUSY : errno;
+}
+
+// Takes the file that is there, where it is one to be used.
+int take(kept_store &store) {
     // Non-blocking, so that a pipe put in the file's place can't hang the process.
-    file_guard opened(open(path.c_str(), how | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    constexpr int how = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    file_guard opened(open(store.path.c_str(), how));
+    if (!opened.is_open())
+        return errno;
+    // First, since only who has the lock deletes it or puts another in its place.
+    if (const int problem = lock(opened); problem != 0)
+        return problem;
     struct stat status = {};
-    if (!opened.is_open() || fstat(opened.get(), &status) != 0)
+    if (fstat(opened.get(), &status) != 0)
         return errno;
     if (!S_ISREG(status.st_mode))
         return code::not_a_file;
     if (status.st_uid != geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 ||
         status.st_nlink != 1)
         return code::not_ours_alone;
-    file = std::move(opened);
+    store.file = std::move(opened);
     return 0;
 }
 
-// Makes the file, whatever the umask. EEXIST: something has that name.
-int create_kept(const std::string &path, file_guard &file) {
-    constexpr int how = O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC;
-    file.reset(open(path.c_str(), how, file_mode));
-    return file.is_open() && fchmod(file.get(), file_mode) == 0 ? 0 : errno;
+// Makes a file of that name, whatever the umask. EEXIST: something has that name.
+int create(const std::string &path, file_guard &file) {
+    constexpr int how = O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC;
+    file_guard opened(open(path.c_str(), how, file_mode));
+    if (!opened.is_open() || fchmod(opened.get(), file_mode) != 0)
+        return errno;
+    const int problem = lock(opened);
+    if (problem == 0)
+        file = std::move(opened);
+    return problem;
+}
+
+// Whether the file that was taken or made is still there. One that is not is let go of.
+bool holds(kept_store &store) {
+    struct stat held = {};
+    struct stat there = {};
+    if (store.file.is_open() && fstat(store.file.get(), &held) == 0 &&
+        lstat(store.path.c_str(), &there) == 0 && held.st_dev == there.st_dev &&
+        held.st_ino == there.st_ino)
+        return true;
+    store.file.reset();
+    return false;
 }
 
 // Whether a line that was cut short would go on in what is written next.
-bool is_cut_short(int descriptor) {
+bool is_cut_short(const file_guard &file) {
     char last = '\n';
-    return lseek(descriptor, -1, SEEK_END) >= 0 && read(descriptor, &last, 1) == 1 && last != '\n';
+    return lseek(file.get(), -1, SEEK_END) >= 0 && read(file.get(), &last, 1) == 1 && last != '\n';
 }
 
-int append(const std::string &path, std::string line) {
-    file_guard file;
-    int opened = create_kept(path, file);
-    if (opened == EEXIST) {
-        opened = open_kept(path, O_RDWR | O_APPEND, file);
-        if (opened == 0 && is_cut_short(file.get()))
-            line.insert(0, 1, '\n');
+int append(kept_store &store, std::string line) {
+    if (!holds(store)) {
+        if (const int problem = create(store.path, store.file); problem != 0)
+            return problem;
     }
-    return opened != 0 ? opened : write_line(file.get(), line);
+    if (is_cut_short(store.file))
+        line.insert(0, 1, '\n');
+    return write_line(store.file.get(), line);
 }
 
 // What one line says. done: it was given back.
@@ -200,42 +229,52 @@ std::string text_of(const std::vector<changed_process> &changes, const std::stri
     return text;
 }
 
-int read_kept(const std::string &path, kept_file &kept) {
+int read_kept(kept_store &store, kept_file &kept) {
     kept = {};
-    file_guard file;
-    const int opened = open_kept(path, O_RDONLY, file);
-    if (opened != 0)
-        return opened == ENOENT ? 0 : opened;
+    store.file.reset();
+    const int taken = take(store);
+    if (taken != 0)
+        return taken == ENOENT ? 0 : taken;
     std::string text;
-    const int problem = read_whole(file.get(), text);
+    const int problem = read_whole(store.file.get(), text);
     if (problem == 0)
         kept = parse_kept(text);
     return problem;
 }
 
-int keep_change(const std::string &path, const changed_process &change) {
-    return append(path, change_line(change, change.set.back()));
+int keep_change(kept_store &store, const changed_process &change) {
+    return append(store, change_line(change, change.set.back()));
 }
 
-int keep_return(const std::string &path, const changed_process &change) {
+int keep_return(kept_store &store, const changed_process &change) {
     std::string line = line_of(done_word, change);
     line += '\n';
-    return append(path, std::move(line));
+    return append(store, std::move(line));
 }
 
-int rewrite_kept(const std::string &path, const std::vector<changed_process> &changes,
+int rewrite_kept(kept_store &store, const std::vector<changed_process> &changes,
                  const std::string &unread) {
-    if (changes.empty() && unread.empty())
-        return unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
-    const std::string beside = path + ".new";
+    const bool held = holds(store);
+    if (changes.empty() && unread.empty()) {
+        if (held && unlink(store.path.c_str()) != 0)
+            return errno;
+        store.file.reset();
+        return 0;
+    }
+    struct stat other = {};
+    if (!held && lstat(store.path.c_str(), &other) == 0)
+        return EEXIST;
+    const std::string beside = store.path + ".new";
     (void)unlink(beside.c_str());  // left by one that was killed meanwhile
     file_guard file;
-    int problem = create_kept(beside, file);
+    int problem = create(beside, file);
     if (problem == 0)
         problem = write_line(file.get(), text_of(changes, unread));
-    if (problem != 0)
-        return problem;
-    return rename(beside.c_str(), path.c_str()) == 0 ? 0 : errno;
+    if (problem == 0 && rename(beside.c_str(), store.path.c_str()) != 0)
+        problem = errno;
+    if (problem == 0)
+        store.file = std::move(file);
+    return problem;
 }
 
 }  // namespace dbm::postgres

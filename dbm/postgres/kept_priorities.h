@@ -7,7 +7,8 @@
 // a value that no process can have, is kept as it is: somebody may still want to know.
 //
 // The file says whom to give what, so it is used only where it is a regular file of this process's
-// effective user that nobody else may write to, and that has no other name.
+// effective user that nobody else may write to, and that has no other name. An attachment locks it:
+// what one keeps, no other gives back or deletes.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +17,8 @@
 #include <string_view>
 #include <sys/types.h>
 #include <vector>
+
+#include "dbm/common/files.h"
 
 namespace dbm::postgres {
 
@@ -26,6 +29,12 @@ struct changed_process {
     int nice = 0;        // before the first change
     std::optional<int> group_nice;
     std::vector<int> set;  // every value that it may have been given since
+};
+
+// The file of an attachment.
+struct kept_store {
+    std::string path;
+    file_guard file;  // open and locked while there is one
 };
 
 struct kept_file {
@@ -41,18 +50,19 @@ struct kept_file {
                                   const std::string &unread);
 
 // Reads what an earlier attachment left. Results: 0, also when there is no file; otherwise the
-// file is to be left alone: a system error number, EFBIG for one of more than 64 MiB, or a code of
-// the library. May throw bad_alloc.
-[[nodiscard]] int read_kept(const std::string &path, kept_file &kept);
+// file is to be left alone: a system error number, EFBIG for one of more than 64 MiB, EBUSY for one
+// that another attachment uses, or a code of the library. May throw bad_alloc.
+[[nodiscard]] int read_kept(kept_store &store, kept_file &kept);
 
 // Adds a line: that a process is about to get its last value of set, that it was given back.
-// Results: 0, a system error number or a code of the library. May throw bad_alloc.
-[[nodiscard]] int keep_change(const std::string &path, const changed_process &change);
-[[nodiscard]] int keep_return(const std::string &path, const changed_process &change);
+// Results: 0, or a system error number, EEXIST where another file has come into its place. May
+// throw bad_alloc.
+[[nodiscard]] int keep_change(kept_store &store, const changed_process &change);
+[[nodiscard]] int keep_return(kept_store &store, const changed_process &change);
 
 // Replaces the file by one that says the same in as few lines as can be; none where there is
-// nothing to keep. Only for a file that was read, or was not there. Results as keep_change.
-[[nodiscard]] int rewrite_kept(const std::string &path, const std::vector<changed_process> &changes,
+// nothing to keep. Results as keep_change.
+[[nodiscard]] int rewrite_kept(kept_store &store, const std::vector<changed_process> &changes,
                                const std::string &unread);
 
 }  // namespace dbm::postgres

@@ -119,7 +119,7 @@ outcome attach() {
 outcome detach() {
     governor &g = the_governor();
     const size_t left = give_all_back(g.priorities);
-    const std::string path = g.priorities.path;
+    const std::string path = g.priorities.store.path;
     g = governor{};
     return left == 0 ? outcome{} : call_failed(sql::priorities_left, {std::to_string(left), path});
 }
@@ -147,11 +147,11 @@ void take_up(governor &g, const std::string &database) {
     const session &connection = current_session();
     if (connection.reader)
         return;
-    g.priorities.path =
+    g.priorities.store.path =
         tmp_file(current_instance(),
                  database + "." + std::to_string(connection.node.value_or(0)) + ".priorities");
     const size_t unread = give_kept_back(g.priorities);
-    const std::string &path = g.priorities.path;
+    const std::string &path = g.priorities.store.path;
     std::vector<outcome> &told = g.peer.limitations;
     if (unread > 0)
         told.push_back(answered(sql::kept_unread, {path, std::to_string(unread)}));
@@ -174,7 +174,7 @@ outcome begin_database(governor &g, const std::string &database) {
         return answered(sql::database_unknown,
                         {database, "database " + std::string(named[0].data())});
     if (const size_t left = give_all_back(g.priorities); left > 0)
-        return answered(sql::priorities_left, {std::to_string(left), g.priorities.path});
+        return answered(sql::priorities_left, {std::to_string(left), g.priorities.store.path});
     g.datname = answer.text(0, 0);
     g.sessions.clear();
     g.database = database;
@@ -311,7 +311,7 @@ outcome set_priority(const agent &target, int priority) {
                                                     std::to_string(answer.error)});
         case priority_result::unkept:
             return answered(sql::priorities_unkept,
-                            {g.priorities.path, std::to_string(answer.error)});
+                            {g.priorities.store.path, std::to_string(answer.error)});
         case priority_result::done:
             break;
     }

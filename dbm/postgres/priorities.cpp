@@ -74,7 +74,7 @@ int apply(const held_process &process, const priority_rights &rights, const chan
 int rewrite(priority_table &table) {
     if (table.unusable != 0)
         return table.unusable;
-    const int problem = rewrite_kept(table.path, table.changed, table.unread);
+    const int problem = rewrite_kept(table.store, table.changed, table.unread);
     if (problem == 0)
         table.lines = table.changed.size();
     return problem;
@@ -93,7 +93,7 @@ priority_answer return_process(priority_table &table, const priority_target &tar
     if (table.changed.empty()) {
         (void)rewrite(table);
     } else {
-        (void)keep_return(table.path, returned);
+        (void)keep_return(table.store, returned);
         ++table.lines;
     }
     return {};
@@ -132,7 +132,7 @@ priority_answer set_process_priority(priority_table &table, const priority_targe
     }
     std::erase(change.set, nice);
     change.set.push_back(nice);
-    if (const int lost = keep_change(table.path, change); lost != 0)
+    if (const int lost = keep_change(table.store, change); lost != 0)
         return {priority_result::unkept, lost};
     ++table.lines;
     const int problem = apply(process, table.rights, change, nice);
@@ -157,7 +157,7 @@ int priority_of(const priority_table &table, pid_t pid, uint64_t start) {
 
 size_t give_all_back(priority_table &table) {
     std::erase_if(table.changed, [&](const changed_process &c) { return is_returned(table, c); });
-    if (!table.path.empty())
+    if (!table.store.path.empty())
         (void)rewrite(table);  // the kernel's values decide, whatever an old file says
     return table.changed.size();
 }
@@ -165,7 +165,7 @@ size_t give_all_back(priority_table &table) {
 size_t give_kept_back(priority_table &table) {
     kept_file kept;
     table.unusable = ENOMEM;  // stays where memory is missing: what was not read must not go
-    table.unusable = read_kept(table.path, kept);
+    table.unusable = read_kept(table.store, kept);
     std::erase_if(kept.changes, [&](const changed_process &c) { return is_returned(table, c); });
     table.changed = std::move(kept.changes);
     table.unread = std::move(kept.unread);

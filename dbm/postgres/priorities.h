@@ -20,7 +20,7 @@ namespace dbm::postgres {
 struct priority_table {
     priority_rights rights;
     server_process server;  // the one whose processes may be touched
-    std::string path;       // of the file that keeps the changes
+    kept_store store;       // the file that keeps the changes
     int unusable = 0;       // why that file is left alone, and nothing set; 0: it is not
     std::string unread;     // its lines that nobody could read, which stay there
     std::vector<changed_process> changed;

@@ -53,6 +53,7 @@ TEST_F(KeptFile, IsTheDaemonsAndNoTools) {
     EXPECT_TRUE(shell("DBM_INSTANCE='" + instance.path("") +
                       "' '" RAVELO_RECORD "' -n 1 SAMPLE 0 - > '" + instance.path("recorded") +
                       "'"));
+    EXPECT_EQ(warnings_of(1929), 1) << "of a second daemon's attachment";
     EXPECT_EQ(nice_values(first).own, 12);
     EXPECT_EQ(instance.read(name), kept);
     server().stop();  // what was changed ends with it
