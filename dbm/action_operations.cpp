@@ -27,6 +27,13 @@ outcome refused(operation which, int32_t sqlcode, std::initializer_list<const ch
     return result;
 }
 
+// Whether there is a daemon's attachment. Results: 0, or the code of the refusal.
+int32_t may_act(const session &connection) {
+    if (!connection.attached)
+        return dbm::sql::not_attached;
+    return connection.reader ? dbm::sql::reader_attached : 0;
+}
+
 // Carries out an action on an agent of the latest snapshot: by a recording's script, as a rehearsal
 // or for real. gone is the code for an agent that is not in it; entry is filled for the journal.
 template <typename Action>
@@ -85,8 +92,8 @@ outcome force(dbm::traced_call &call, int count, const uint32_t *agent_ids, int 
                                                  : "count"});
     }
     const session &connection = dbm::current_session();
-    if (!connection.attached)
-        return refused(operation::force, dbm::sql::not_attached, {});
+    if (const int32_t problem = may_act(connection); problem != 0)
+        return refused(operation::force, problem, {});
     dbm::journal_entry entry = {.which = operation::force, .agent_id = *agent_ids};
     outcome result =
         act(connection, entry, dbm::sql::agent_already_gone,
@@ -106,8 +113,8 @@ outcome set_priority(dbm::traced_call &call, uint32_t agent_id, int priority, in
         return refused(operation::priority, dbm::sql::bad_call,
                        {mode != dbm_priority_mode ? "mode" : "priority"});
     const session &connection = dbm::current_session();
-    if (!connection.attached)
-        return refused(operation::priority, dbm::sql::not_attached, {});
+    if (const int32_t problem = may_act(connection); problem != 0)
+        return refused(operation::priority, problem, {});
     dbm::journal_entry entry = {
         .which = operation::priority, .agent_id = agent_id, .priority = priority};
     outcome result = act(connection, entry, dbm::sql::agent_gone, [&](const dbm::agent &target) {

@@ -58,6 +58,7 @@ constexpr auto errors = std::to_array<known_error>({
     {code::not_a_file, {"", "it is not a regular file"}},
     {code::open_to_all, {"", "the directory is writable by everyone"}},
     {code::tmp_of_other, {"", "its tmp directory belongs to another user"}},
+    {code::not_ours_alone, {"", "it is not the file of this user alone"}},
 });
 
 struct known_sqlcode {

@@ -23,6 +23,8 @@ constexpr int32_t group_forbidden = 1924;    // user id of the server
 constexpr int32_t force_refused = 1925;      // agent id, application id, the manager's own text
 constexpr int32_t priority_refused = 1926;   // agent id, application id, error code
 constexpr int32_t priorities_unkept = 1927;  // file, error code
+constexpr int32_t kept_unread = 1928;        // file, number of lines
+constexpr int32_t kept_unusable = 1929;      // file, error code
 
 constexpr int32_t not_attached = -1024;        // operation
 constexpr int32_t not_authorized = -1092;      // instance directory
@@ -42,6 +44,7 @@ constexpr int32_t request_failed = -1931;                  // the manager's own 
 constexpr int32_t server_elsewhere = -1932;                // process id
 constexpr int32_t priorities_left = -1933;                 // number of agents, file
 constexpr int32_t manager_absent = -1934;                  // manager, what it needs
+constexpr int32_t reader_attached = -1939;                 // operation
 
 }  // namespace dbm::sql
 
@@ -57,5 +60,6 @@ constexpr int setting_unknown = 9005;
 constexpr int node_unknown = 9006;
 constexpr int open_to_all = 9008;
 constexpr int tmp_of_other = 9009;
+constexpr int not_ours_alone = 9011;
 
 }  // namespace dbm::code

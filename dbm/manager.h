@@ -23,7 +23,8 @@ namespace dbm {
 struct manager {
     std::string_view name;  // as "manager = …" in instance.conf says it
 
-    // Attaches to the instance. A failure leaves nothing attached.
+    // Attaches to the instance. A failure leaves nothing attached. A session that is a reader is
+    // never asked to act, and nothing may be changed on its behalf, not even given back.
     outcome (*attach)();
 
     // Ends the attachment and releases what belongs to it. Called once for every attach.

@@ -76,6 +76,7 @@ outcome attach(std::string_view name) {
     connection.database.clear();
     connection.agents.clear();
     connection.snap_time = 0;
+    connection.reader = !connection.asked_path;
     outcome result = connection.governed->attach();
     connection.attached = result.rc == 0;
     return result;

@@ -54,9 +54,11 @@ int instance_path(int which, char *path) {
     int problem = dbm::check_directory(where);
     if (problem == 0)
         problem = dbm::prepare_tmp(where);
-    if (problem == 0)
-        std::memcpy(path, where.directory.c_str(), where.directory.size() + 1);
-    return problem;
+    if (problem != 0)
+        return problem;
+    std::memcpy(path, where.directory.c_str(), where.directory.size() + 1);
+    dbm::current_session().asked_path = true;
+    return 0;
 }
 
 // Fails with a code of the library as its result, since that is all that callers show.

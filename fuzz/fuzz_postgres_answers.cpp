@@ -62,7 +62,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     connection link;
     const std::string where =
         "host=" + stranger->folder.path.string() + " user=u dbname=d sslmode=disable";
-    if (link.open(where, std::chrono::seconds(1)).what != trouble::none)
+    if (link.open(where, "fuzz", std::chrono::seconds(1)).what != trouble::none)
         return 0;
     rows answer;
     const std::array<parameter, 2> named = {parameter("d"), parameter("{}")};

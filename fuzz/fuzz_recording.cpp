@@ -92,7 +92,9 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         well_formed = well_formed && text.find(claim) == std::string_view::npos;
 
     ca = {};
+    std::array<char, dbm_path_room> directory{};
     if (succeeded(dbm_init_process(dbm_library_version)) &&
+        dbm_instance_path(dbm_current_instance, directory.data()) == 0 &&
         succeeded(dbm_attach("ravelod", nullptr, nullptr, &ca)))
         for (int played = 0; played < most_snapshots && play(well_formed);)
             ++played;

@@ -7,7 +7,7 @@ build=$(realpath "$1")
 seconds=$2
 shift 2
 here=$(cd "$(dirname "$0")" && pwd)
-[ $# -gt 0 ] || set -- config pass catalog recording instance_conf postgres_answers command_line
+[ $# -gt 0 ] || set -- config pass catalog recording instance_conf postgres_answers command_line kept_priorities
 for target in "$@"; do
     mkdir -p "$build/corpus/$target"
     dictionary=()

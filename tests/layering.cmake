@@ -35,4 +35,5 @@ room(tools/log        log dbm/common tools/common)
 room(tools/record     govern/interface daemon/base log govern daemon dbm/common tools/common)
 room(tools/replay     govern/interface daemon/base log config govern daemon dbm/common tools/common)
 room(bench            govern/interface daemon/base config govern daemon)
-room(fuzz             govern/interface daemon/base log config enforce govern daemon dbm/common dbm)
+room(fuzz             govern/interface daemon/base log config enforce govern daemon dbm/common dbm
+                      dbm/postgres)

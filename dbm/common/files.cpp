@@ -32,8 +32,8 @@ void take_folders_group(const std::string &path, int descriptor) {
     struct stat folder = {};
     struct stat file = {};
     if (stat(path.substr(0, path.rfind('/') + 1).c_str(), &folder) == 0 &&
-        fstat(descriptor, &file) == 0 && file.st_gid != folder.st_gid)
-        (void)fchown(descriptor, static_cast<uid_t>(-1), folder.st_gid);
+        fstat(descriptor, &file) == 0 && file.st_gid != folder.st_gid) [[maybe_unused]]
+        const int refused = fchown(descriptor, static_cast<uid_t>(-1), folder.st_gid);
 }
 
 // Cuts the last bytes written off again, so that the next line does not continue them, unless

@@ -26,14 +26,14 @@ struct connection_words {
     std::array<const char *, 7> values = {};
 };
 
-connection_words words_for(const std::string &where, const std::string &limit,
+connection_words words_for(const std::string &where, const char *program, const std::string &limit,
                            const std::string &options) {
     const bool is_service = !where.empty() && where.find_first_of("=:") == std::string::npos;
     // Texts are taken as the server has them: a character that can't be converted is no error.
     return {
         .keywords = {"connect_timeout", is_service ? "service" : "dbname", "client_encoding",
                      "application_name", "options", nullptr},
-        .values = {limit.c_str(), where.c_str(), "SQL_ASCII", "ravelod", options.c_str(), nullptr}};
+        .values = {limit.c_str(), where.c_str(), "SQL_ASCII", program, options.c_str(), nullptr}};
 }
 
 // The server's own limit comes later than ours: it is for statements that we have given up.
@@ -184,27 +184,27 @@ bool connection::wait(short events, moment until) const {
 }
 
 // What a server does not know it refuses, so its version is asked first.
-reply connection::open(const std::string &where, std::chrono::seconds limit) {
+reply connection::open(const std::string &where, const char *program, std::chrono::seconds limit) {
     constexpr int first_with_limit = 170000;
     limit_ = limit;
-    reply response = start(where);
+    reply response = start(where, program);
     if (response.what == trouble::none && !limits_transactions_ &&
         PQserverVersion(connection_.get()) >= first_with_limit) {
         limits_transactions_ = true;
-        response = start(where);
+        response = start(where, program);
     }
     if (response.what != trouble::none)
         limits_transactions_ = false;  // it may be another server the next time
     return response;
 }
 
-reply connection::start(const std::string &where) {
+reply connection::start(const std::string &where, const char *program) {
     close();
     begun_ = steady_clock::now();
     const moment until = begun_ + limit_;
     const std::string seconds = std::to_string(limit_.count());
     const std::string options = options_for(limit_, limits_transactions_);
-    const connection_words words = words_for(where, seconds, options);
+    const connection_words words = words_for(where, program, seconds, options);
     connection_.reset(PQconnectStartParams(words.keywords.data(), words.values.data(), 1));
     if (connection_ == nullptr)
         return {trouble::gone, "out of memory", {}};

@@ -91,9 +91,10 @@ class parameter {
 
 class connection {
   public:
-    // Connects anew. where: a connection string, a URI or the name of a service. May throw
-    // bad_alloc, also all below.
-    [[nodiscard]] reply open(const std::string &where, std::chrono::seconds limit);
+    // Connects anew. where: a connection string, a URI or the name of a service; program: what the
+    // server is told that we are, a literal. May throw bad_alloc, also all below.
+    [[nodiscard]] reply open(const std::string &where, const char *program,
+                             std::chrono::seconds limit);
 
     // Asks one statement. After trouble other than a refused statement the connection is closed.
     [[nodiscard]] reply ask(const statement &what, std::span<const parameter> parameters,
@@ -109,7 +110,7 @@ class connection {
     };
     using moment = std::chrono::steady_clock::time_point;
 
-    [[nodiscard]] reply start(const std::string &where);
+    [[nodiscard]] reply start(const std::string &where, const char *program);
     [[nodiscard]] reply prepare(const statement &what, moment until);
     [[nodiscard]] reply await(moment until);
     [[nodiscard]] reply collect(moment until, rows &answer);

@@ -97,9 +97,16 @@ outcome outcome_of(const reply &response, const std::string &database) {
     return answered(sql::request_failed, {response.text});
 }
 
+// The processes that may be touched are those of the server that answers.
+void follow_server(governor &g, const reply &response) {
+    g.priorities.rights = g.peer.rights;
+    if (response.what == trouble::none)
+        g.priorities.server = server_at(g.peer.process).value_or(g.priorities.server);
+}
+
 reply ask(governor &g, const statement &what, std::span<const parameter> parameters, rows &answer) {
     reply response = ask_server(g.peer, conf(), what, parameters, answer);
-    g.priorities.rights = g.peer.rights;
+    follow_server(g, response);
     return response;
 }
 
@@ -107,7 +114,7 @@ outcome attach() {
     governor &g = the_governor();
     g = governor{};
     reply response = connect_server(g.peer, conf());
-    g.priorities.rights = g.peer.rights;
+    follow_server(g, response);
     if (response.what == trouble::elsewhere)
         return call_failed(sql::server_elsewhere, {std::to_string(g.peer.own_session)});
     std::string unknown;
@@ -116,16 +123,16 @@ outcome attach() {
     if (response.what == trouble::none && unknown.empty())
         return {};
     g.peer.link.close();
-    return call_failed(
-        sql::connect_failed,
-        {unknown.empty() ? response.text
-                         : "role \"" + one_line(unknown.c_str()) + "\" of \"protect\" does not exist"});
+    return call_failed(sql::connect_failed,
+                       {unknown.empty() ? response.text
+                                        : "role \"" + one_line(unknown.c_str()) +
+                                              "\" of \"protect\" does not exist"});
 }
 
 outcome detach() {
     governor &g = the_governor();
     const size_t left = give_all_back(g.priorities);
-    const std::string path = g.priorities.path;
+    const std::string path = g.priorities.store.path;
     g = governor{};
     return left == 0 ? outcome{} : call_failed(sql::priorities_left, {std::to_string(left), path});
 }
@@ -148,8 +155,25 @@ outcome switches(std::span<switch_group, dbm_switch_groups> groups) {
     return next_warning(g);
 }
 
-// Begins with a database at the first request for it: its name on the server, and what a daemon
-// that was killed left behind.
+// Takes up what a daemon that was killed left of a database; a reader does not.
+void take_up(governor &g, const std::string &database) {
+    const session &connection = current_session();
+    if (connection.reader)
+        return;
+    g.priorities.store.path =
+        tmp_file(current_instance(),
+                 database + "." + std::to_string(connection.node.value_or(0)) + ".priorities");
+    const size_t unread = give_kept_back(g.priorities);
+    const std::string &path = g.priorities.store.path;
+    std::vector<outcome> &told = g.peer.limitations;
+    if (unread > 0)
+        told.push_back(answered(sql::kept_unread, {path, std::to_string(unread)}));
+    if (g.priorities.unusable != 0)
+        told.push_back(answered(sql::kept_unusable, {path, std::to_string(g.priorities.unusable)}));
+}
+
+// Begins with a database at the first request for it: its name on the server, and what was left of
+// it.
 outcome begin_database(governor &g, const std::string &database) {
     const std::string_view given = server_name(conf(), database);
     const std::array<parameter, 2> named = {
@@ -163,14 +187,11 @@ outcome begin_database(governor &g, const std::string &database) {
         return answered(sql::database_unknown,
                         {database, "database " + std::string(named[0].data())});
     if (const size_t left = give_all_back(g.priorities); left > 0)
-        return answered(sql::priorities_left, {std::to_string(left), g.priorities.path});
+        return answered(sql::priorities_left, {std::to_string(left), g.priorities.store.path});
     g.datname = answer.text(0, 0);
-    g.priorities.path = tmp_file(
-        current_instance(),
-        database + "." + std::to_string(current_session().node.value_or(0)) + ".priorities");
     g.sessions.clear();
     g.database = database;
-    (void)give_kept_back(g.priorities);  // what is left is tried again at the end
+    take_up(g, database);
     return {};
 }
 
@@ -305,7 +326,7 @@ outcome set_priority(const agent &target, int priority) {
                                                     std::to_string(answer.error)});
         case priority_result::unkept:
             return answered(sql::priorities_unkept,
-                            {g.priorities.path, std::to_string(answer.error)});
+                            {g.priorities.store.path, std::to_string(answer.error)});
         case priority_result::done:
             break;
     }

@@ -29,51 +29,63 @@ bool was_set(const changed_process &change, std::optional<int> nice) {
     return nice && std::find(change.set.begin(), change.set.end(), *nice) != change.set.end();
 }
 
-// Gives one process what it had. Results: 0, also when it has ended or somebody else has set it
-// since; otherwise the system's error number.
-int give_back(const changed_process &change) {
-    if (!is_alive(change))
-        return 0;
+// Gives one process what it had. Results: 0, also when somebody else has set it since; otherwise as
+// held_process has them.
+int give_back(const held_process &process, const changed_process &change) {
     int problem = 0;
-    if (was_set(change, nice_of(change.pid)))
-        problem = set_nice(change.pid, change.nice);
-    if (change.group_nice && was_set(change, group_nice_of(change.pid))) {
-        const int group = set_group_nice(change.pid, *change.group_nice);
+    if (was_set(change, process.nice()))
+        problem = process.set_nice(change.nice);
+    if (change.group_nice && was_set(change, process.group_nice())) {
+        const int group = process.set_group_nice(*change.group_nice);
         problem = problem != 0 ? problem : group;
     }
-    return problem == ESRCH || !is_alive(change) ? 0 : problem;
+    return problem;
+}
+
+// Whether nothing is left to give back: it was given back, or it has ended, or what has its id is
+// no process of this server's, so that it can't be told from a stranger's.
+bool is_returned(const priority_table &table, const changed_process &change) {
+    held_process process;
+    int problem = process.hold(table.server, change.pid, change.start);
+    if (problem == 0)
+        problem = give_back(process, change);
+    return problem == 0 || problem == ESRCH;
 }
 
 // Sets a process's own value and its group's. On failure both are as before.
-int apply(const priority_rights &rights, const changed_process &change, int nice) {
-    const std::optional<int> before = nice_of(change.pid);
+int apply(const held_process &process, const priority_rights &rights, const changed_process &change,
+          int nice) {
+    const std::optional<int> before = process.nice();
     if (!before)
         return ESRCH;
     if (rights.nice) {
-        if (const int problem = set_nice(change.pid, nice); problem != 0)
+        if (const int problem = process.set_nice(nice); problem != 0)
             return problem;
     }
     if (!rights.group || !change.group_nice)
         return rights.nice ? 0 : EPERM;
-    const int problem = set_group_nice(change.pid, nice);
+    const int problem = process.set_group_nice(nice);
     if (problem != 0 && rights.nice)
-        (void)set_nice(change.pid, *before);  // the first failure is the one to report
+        (void)process.set_nice(*before);  // the first failure is the one to report
     return problem;
 }
 
 // Brings the file to what the table says.
 int rewrite(priority_table &table) {
-    const int problem = rewrite_kept(table.path, table.changed);
+    if (table.unusable != 0)
+        return table.unusable;
+    const int problem = rewrite_kept(table.store, table.changed, table.unread);
     if (problem == 0)
         table.lines = table.changed.size();
     return problem;
 }
 
-priority_answer return_process(priority_table &table, const priority_target &target) {
+priority_answer return_process(priority_table &table, const priority_target &target,
+                               const held_process &process) {
     const auto change = find_change(table, target.pid, target.start);
     if (change == table.changed.end())
         return {};  // it has what it always had
-    if (const int problem = give_back(*change); problem != 0)
+    if (const int problem = give_back(process, *change); problem != 0 && problem != ESRCH)
         return {priority_result::refused, problem};
     const changed_process returned = std::move(*change);
     table.changed.erase(change);
@@ -81,7 +93,7 @@ priority_answer return_process(priority_table &table, const priority_target &tar
     if (table.changed.empty()) {
         (void)rewrite(table);
     } else {
-        (void)keep_return(table.path, returned);
+        (void)keep_return(table.store, returned);
         ++table.lines;
     }
     return {};
@@ -91,37 +103,39 @@ priority_answer return_process(priority_table &table, const priority_target &tar
 
 priority_answer set_process_priority(priority_table &table, const priority_target &target,
                                      int priority) {
-    const std::optional<process_status> status = status_of(target.pid);
-    if (target.start == 0 || !status || status->start != target.start)
-        return {priority_result::gone, 0};
+    held_process process;
+    if (const int problem = process.hold(table.server, target.pid, target.start); problem != 0)
+        return {problem == ESRCH ? priority_result::gone : priority_result::refused, problem};
     if (priority == 0)
-        return return_process(table, target);
+        return return_process(table, target, process);
     if (!table.rights.nice && !table.rights.group)
         return {priority_result::refused, EPERM};
+    if (table.unusable != 0)
+        return {priority_result::unkept, table.unusable};
     const int nice = std::min(priority, weakest_nice);
     table.changed.reserve(table.changed.size() + 1);  // nothing can fail once it is set
     const auto known = find_change(table, target.pid, target.start);
     const bool is_new = known == table.changed.end();
     changed_process change;
     if (is_new) {
-        const std::optional<int> before = nice_of(target.pid);
+        const std::optional<int> before = process.nice();
         if (!before)
             return {priority_result::gone, 0};
         change = {.pid = target.pid,
                   .start = target.start,
                   .leader = target.leader,
                   .nice = *before,
-                  .group_nice = table.rights.grouped ? group_nice_of(target.pid) : std::nullopt,
+                  .group_nice = table.rights.grouped ? process.group_nice() : std::nullopt,
                   .set = {}};
     } else {
         change = *known;
     }
     std::erase(change.set, nice);
     change.set.push_back(nice);
-    if (const int lost = keep_change(table.path, change); lost != 0)
+    if (const int lost = keep_change(table.store, change); lost != 0)
         return {priority_result::unkept, lost};
     ++table.lines;
-    const int problem = apply(table.rights, change, nice);
+    const int problem = apply(process, table.rights, change, nice);
     if (problem == ESRCH)
         return {priority_result::gone, 0};
     if (problem != 0)
@@ -142,20 +156,21 @@ int priority_of(const priority_table &table, pid_t pid, uint64_t start) {
 }
 
 size_t give_all_back(priority_table &table) {
-    std::erase_if(table.changed, [](const changed_process &c) { return give_back(c) == 0; });
-    if (!table.path.empty())
+    std::erase_if(table.changed, [&](const changed_process &c) { return is_returned(table, c); });
+    if (!table.store.path.empty())
         (void)rewrite(table);  // the kernel's values decide, whatever an old file says
     return table.changed.size();
 }
 
 size_t give_kept_back(priority_table &table) {
-    std::vector<changed_process> kept;
-    if (read_kept(table.path, kept) != 0)
-        return 0;  // keeping the next change fails too, and says so
-    std::erase_if(kept, [](const changed_process &c) { return give_back(c) == 0; });
-    table.changed = std::move(kept);
-    (void)rewrite(table);
-    return table.changed.size();
+    kept_file kept;
+    table.unusable = ENOMEM;  // stays where memory is missing: what was not read must not go
+    table.unusable = read_kept(table.store, kept);
+    std::erase_if(kept.changes, [&](const changed_process &c) { return is_returned(table, c); });
+    table.changed = std::move(kept.changes);
+    table.unread = std::move(kept.unread);
+    (void)rewrite(table);  // where that fails, keeping the next change does, and says so
+    return kept.unread_lines;
 }
 
 void tidy_priorities(priority_table &table) {

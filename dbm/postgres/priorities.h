@@ -3,7 +3,8 @@
 // Priority p is the nice value p (20: 19) of the process and of the scheduling group of its
 // session, since the kernel, where it groups by session, compares only the groups. Nothing is
 // set that could not be given back, and nothing is given back where the kernel shows that somebody
-// else has set it since, or that the process is another one.
+// else has set it since, or that the process is another one. A process that is not shown to be the
+// server's, see held_process, is never touched, whatever the file says of it.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,10 @@ namespace dbm::postgres {
 
 struct priority_table {
     priority_rights rights;
-    std::string path;  // of the file that keeps the changes
+    server_process server;  // the one whose processes may be touched
+    kept_store store;       // the file that keeps the changes
+    int unusable = 0;       // why that file is left alone, and nothing set; 0: it is not
+    std::string unread;     // its lines that nobody could read, which stay there
     std::vector<changed_process> changed;
     size_t lines = 0;  // in the file, about
 };
@@ -54,8 +58,9 @@ struct priority_target {
 // stays in the file. The result is the number of processes left. May throw bad_alloc.
 [[nodiscard]] size_t give_all_back(priority_table &table);
 
-// Takes up the file's changes, as one that was killed left them, and gives them back. The result is
-// the number of processes left. May throw bad_alloc.
+// Takes up the file's changes, as one that was killed left them, and gives them back; what can't be
+// given back is tried again with all others at the end. The result is the number of lines that
+// could not be read; table.unusable says whether the file could be. May throw bad_alloc.
 [[nodiscard]] size_t give_kept_back(priority_table &table);
 
 // Forgets processes that have ended and keeps the file short. May throw bad_alloc.

@@ -6,12 +6,12 @@
 #include <cstdio>
 #include <ctime>
 #include <fcntl.h>
+#include <poll.h>
 #include <string_view>
 #include <sys/resource.h>
-#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-#include "dbm/common/files.h"
 #include "dbm/common/text.h"
 
 namespace dbm::postgres {
@@ -31,20 +31,24 @@ file_name proc_file(pid_t pid, const char *name) {
     return path;
 }
 
-// The start of a small file of the kernel's; empty when it can't be read.
-std::string_view read_small(const char *path, file_text &text) {
-    const file_guard file(open(path, O_RDONLY | O_CLOEXEC));
+// The start of a small file of the kernel's, where its path is relative in a folder; empty when it
+// can't be read.
+std::string_view read_small(const char *path, file_text &text, int folder = AT_FDCWD) {
+    const file_guard file(openat(folder, path, O_RDONLY | O_CLOEXEC));
     size_t length = 0;
     if (!file.is_open() || read_some(file.get(), text, &length) != 0)
         return {};
     return {text.data(), length};
 }
 
-// The fields of /proc/<pid>/stat from the third on; the second, a name, may hold anything.
-std::string_view stat_fields(pid_t pid, file_text &text) {
-    const std::string_view stat = read_small(proc_file(pid, "stat").data(), text);
+// The fields of a process's stat file from the third on; the second, a name, may hold anything.
+std::string_view fields_of(std::string_view stat) {
     const size_t name_end = stat.rfind(')');
     return name_end != std::string_view::npos ? stat.substr(name_end + 1) : std::string_view();
+}
+
+std::string_view stat_fields(pid_t pid, file_text &text) {
+    return fields_of(read_small(proc_file(pid, "stat").data(), text));
 }
 
 // Field number, counted from 1, of what stat_fields gave.
@@ -75,18 +79,45 @@ bool read_clock(clockid_t clock, uint64_t &nanoseconds) {
     return true;
 }
 
-}  // namespace
-
-std::optional<process_status> status_of(pid_t pid) noexcept {
+std::optional<process_status> read_status(std::string_view fields) {
     constexpr int parent_field = 4;
+    constexpr int session_field = 6;
+    constexpr int nice_field = 19;
     constexpr int start_field = 22;
-    file_text text;
-    const std::string_view fields = stat_fields(pid, text);
     process_status status;
-    if (pid <= 0 || !stat_field(fields, parent_field, status.parent) ||
+    if (!stat_field(fields, parent_field, status.parent) ||
+        !stat_field(fields, session_field, status.session) ||
+        !stat_field(fields, nice_field, status.nice) ||
         !stat_field(fields, start_field, status.start))
         return std::nullopt;
     return status;
+}
+
+std::optional<process_status> status_in(const file_guard &folder) {
+    file_text text;
+    return read_status(fields_of(read_small("stat", text, folder.get())));
+}
+
+// The user of a process's status file, where the real and the effective one are the same.
+std::optional<uid_t> read_user(std::string_view status) {
+    constexpr std::string_view label = "\nUid:\t";
+    const size_t at = status.find(label);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    status.remove_prefix(at + label.size());
+    const std::string_view real = status.substr(0, status.find('\t'));
+    status.remove_prefix(std::min(real.size() + 1, status.size()));
+    uid_t user = 0;
+    if (status.substr(0, status.find('\t')) != real || !parse_number(real, user))
+        return std::nullopt;
+    return user;
+}
+
+}  // namespace
+
+std::optional<process_status> status_of(pid_t pid) noexcept {
+    file_text text;
+    return pid > 0 ? read_status(stat_fields(pid, text)) : std::nullopt;
 }
 
 std::optional<cpu_time> cpu_time_of(pid_t pid) noexcept {
@@ -113,18 +144,65 @@ std::optional<cpu_time> cpu_time_of(pid_t pid) noexcept {
     return cpu_time{.user = used.user * (second / ticks), .system = used.system * (second / ticks)};
 }
 
-std::optional<int> nice_of(pid_t pid) noexcept {
-    errno = 0;
-    const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(pid));
-    return pid > 0 && errno == 0 ? std::optional(nice) : std::nullopt;
+std::optional<server_process> server_at(pid_t pid) noexcept {
+    const std::optional<process_status> status = status_of(pid);
+    const std::optional<uid_t> user = user_of(pid);
+    if (!status || !user)
+        return std::nullopt;
+    return server_process{.pid = pid, .start = status->start, .user = *user};
 }
 
-std::optional<int> group_nice_of(pid_t pid) noexcept {
+bool held_process::lives() const noexcept {
+    pollfd ended = {.fd = handle_.get(), .events = POLLIN, .revents = 0};
+    return handle_.is_open() && poll(&ended, 1, 0) == 0;
+}
+
+// Whether what is held is the right one; results as hold.
+int held_process::look(const server_process &server, uint64_t start) noexcept {
+    file_text text;
+    const std::optional<process_status> status = status_in(folder_);
+    const std::optional<uid_t> user = read_user(read_small("status", text, folder_.get()));
+    const std::optional<process_status> parent = status_of(server.pid);
+    // The folder was opened after the pidfd, so while that process lives it is the folder's.
+    if (!lives())
+        return ESRCH;
+    if (!status || !user)
+        return EAGAIN;  // it could not be read: too many open files, say
+    const bool is_servers = status->start == start && status->parent == server.pid &&
+                            *user == server.user && parent && parent->start == server.start;
+    return is_servers ? 0 : ESRCH;
+}
+
+int held_process::hold(const server_process &server, pid_t pid, uint64_t start) noexcept {
+    folder_.reset();
+    handle_.reset();
+    if (pid <= 0 || server.pid <= 0)
+        return ESRCH;
+    pid_ = pid;
+    handle_.reset(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+    if (!handle_.is_open())  // a thread's id is that of no process
+        return errno == EINVAL || errno == ENOENT ? ESRCH : errno;
+    folder_.reset(open(proc_file(pid, "").data(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    int problem = folder_.is_open() ? look(server, start) : errno;
+    if (problem == ENOENT)
+        problem = ESRCH;
+    if (problem != 0)
+        handle_.reset();
+    return problem;
+}
+
+std::optional<int> held_process::nice() const noexcept {
+    const std::optional<process_status> status = status_in(folder_);
+    return status && lives() ? std::optional(status->nice) : std::nullopt;
+}
+
+std::optional<int> held_process::group_nice() const noexcept {
     constexpr std::string_view label = " nice ";
     file_text text;
-    if (pid <= 0 || getsid(pid) != pid)
+    const std::optional<process_status> status = status_in(folder_);
+    if (!status || status->session != pid_)
         return std::nullopt;
-    const std::string_view line = read_small(proc_file(pid, "autogroup").data(), text);
+    const std::string_view line = read_small("autogroup", text, folder_.get());
     const size_t at = line.find(label);
     int nice = 0;
     if (at == std::string_view::npos ||
@@ -133,25 +211,27 @@ std::optional<int> group_nice_of(pid_t pid) noexcept {
     return nice;
 }
 
-int set_nice(pid_t pid, int nice) noexcept {
-    return setpriority(PRIO_PROCESS, static_cast<id_t>(pid), nice) == 0 ? 0 : errno;
+int held_process::set_nice(int nice) const noexcept {
+    if (!lives())
+        return ESRCH;
+    if (setpriority(PRIO_PROCESS, static_cast<id_t>(pid_), nice) != 0)
+        return errno;
+    return lives() ? 0 : ESRCH;
 }
 
-int set_group_nice(pid_t pid, int nice) noexcept {
+int held_process::set_group_nice(int nice) const noexcept {
     constexpr int tries = 6;
     constexpr timespec turn = {.tv_sec = 0, .tv_nsec = 100'000'000};
     std::array<char, 16> text = {};
     const int length = std::snprintf(text.data(), text.size(), "%d", nice);
-    const file_guard file(open(proc_file(pid, "autogroup").data(), O_WRONLY | O_CLOEXEC));
-    if (!file.is_open())
-        return errno;
-    int problem = EAGAIN;
+    const file_guard file(openat(folder_.get(), "autogroup", O_WRONLY | O_CLOEXEC));
+    int problem = file.is_open() ? EAGAIN : errno;
     for (int i = 0; i < tries && problem == EAGAIN; ++i) {
         if (i > 0)
             (void)nanosleep(&turn, nullptr);  // a signal only makes the next try earlier
         problem = write(file.get(), text.data(), static_cast<size_t>(length)) < 0 ? errno : 0;
     }
-    return problem;
+    return problem == ENOENT ? ESRCH : problem;
 }
 
 priority_rights rights_on(pid_t pid) noexcept {
@@ -173,10 +253,8 @@ priority_rights rights_on(pid_t pid) noexcept {
 }
 
 std::optional<uid_t> user_of(pid_t pid) noexcept {
-    struct stat status = {};
-    if (stat(proc_file(pid, "").data(), &status) != 0)
-        return std::nullopt;
-    return status.st_uid;
+    file_text text;
+    return pid > 0 ? read_user(read_small(proc_file(pid, "status").data(), text)) : std::nullopt;
 }
 
 }  // namespace dbm::postgres

@@ -9,6 +9,7 @@
 #include "dbm/codes.h"
 #include "dbm/postgres/row_counts.h"
 #include "dbm/postgres/server_identity.h"
+#include "dbm/session.h"
 
 namespace dbm::postgres {
 
@@ -149,7 +150,9 @@ void stop_counting_rows(server &where, std::string reason) {
 }
 
 reply connect_server(server &where, const settings &conf) {
-    reply response = where.link.open(conf.connection, std::chrono::seconds(conf.timeout));
+    reply response =
+        where.link.open(conf.connection, current_session().reader ? "ravelo-record" : "ravelod",
+                        std::chrono::seconds(conf.timeout));
     if (response.what == trouble::none)
         response = find_rights(where, conf);
     if (response.what != trouble::none)

@@ -124,7 +124,8 @@ void dbm_to_upper(int length, int mode, char *text);
 //  - which: dbm_current_instance.
 //  - path: room for dbm_path_room bytes. A library whose path needs more fails and writes no
 //    more; a daemon puts some 25 bytes behind the path in the same room, and ends where these
-//    don't fit.
+//    don't fit. A daemon asks before it attaches; a library may take the attachment of a
+//    process that has not asked for a tool's that only watches, and refuse to act for it.
 //  - Results: 0; otherwise a code, with which the caller ends, path then being undefined.
 int dbm_instance_path(int which, char *path);
 

@@ -144,10 +144,13 @@ bool Session::ended() const {
     return nice_values(pid_).own == -99;
 }
 
-Library::Library(const TempInstance &instance) {
+Library::Library(const TempInstance &instance, bool reader) {
     (void)setenv("DBM_INSTANCE", std::filesystem::path(instance.path("log")).parent_path().c_str(),
                  1);
     EXPECT_EQ(dbm_init_process(dbm_library_version), 0);
+    char path[dbm_path_room];
+    // What a daemon asks for before it attaches.
+    EXPECT_EQ(reader ? 0 : dbm_instance_path(dbm_current_instance, path), 0);
 }
 
 Library::~Library() {

@@ -62,10 +62,10 @@ class Session {
     int pid_;
 };
 
-// The library attached in this process.
+// The library attached in this process, as a daemon attaches or a tool that only watches.
 class Library {
   public:
-    explicit Library(const TempInstance &instance);
+    explicit Library(const TempInstance &instance, bool reader = false);
     ~Library();
     int attach();
     // The SQL code of a snapshot; warnings that come before the first one go to warnings.

@@ -75,7 +75,9 @@ TEST_F(OwnedByApp, NoSettingShutsTheGovernorOut) {
     govern_server(instance, "timeout = 5\n");
     (void)setenv("PGOPTIONS", "-c statement_timeout=1", 1);
     Library library(instance);
-    ASSERT_EQ(library.attach(), 0) << library.message();
+    const int attached = library.attach();
+    (void)unsetenv("PGOPTIONS");
+    ASSERT_EQ(attached, 0) << library.message();
     std::string own;
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(library.snapshot(), 0) << library.message();
@@ -87,7 +89,6 @@ TEST_F(OwnedByApp, NoSettingShutsTheGovernorOut) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     EXPECT_EQ(library.force(writer.pid()), 0);
-    (void)unsetenv("PGOPTIONS");
 }
 
 // Where the server does not listen, somebody else does.
@@ -128,7 +129,8 @@ void relay(int one, int other) {
             const ssize_t length = each.revents != 0 ? read(each.fd, bytes, sizeof bytes) : 0;
             if (each.revents != 0 && length <= 0)
                 return;
-            (void)!write(each.fd == one ? other : one, bytes, static_cast<size_t>(length));
+            (void)send(each.fd == one ? other : one, bytes, static_cast<size_t>(length),
+                       MSG_NOSIGNAL);
         }
 }
 
@@ -156,9 +158,9 @@ TEST_F(Live, ACopyWithoutEndIsNotReadForEver) {
         (void)!read(peer, bytes, sizeof bytes);
         const std::string ready{"R\0\0\0\x08\0\0\0\0Z\0\0\0\x05I", 15};
         const std::string copy{"1\0\0\0\4H\0\0\0\x07\0\0\0", 13}, data{"d\0\0\0\x08text", 9};
-        (void)!write(peer, ready.data(), ready.size());
+        (void)send(peer, ready.data(), ready.size(), MSG_NOSIGNAL);
         (void)!read(peer, bytes, sizeof bytes);
-        (void)!write(peer, copy.data(), copy.size());
+        (void)send(peer, copy.data(), copy.size(), MSG_NOSIGNAL);
         while (send(peer, data.data(), data.size(), MSG_NOSIGNAL) > 0)
             continue;
     });

@@ -239,7 +239,7 @@ TEST_F(LivePrivileged, TheNextStartGivesBackWhatAKilledDaemonChanged) {
     EXPECT_EQ(nice_values(slow.pid()), (Nice{12, 12}));
     (void)instance.run({"stop", "SAMPLE", "0"});
     (void)instance.config(head + "applname none setlimit idle 9;");
-    // A line about another process with that id, and one that was cut short, are left alone.
+    // A line about another process with that id is left alone, one that was cut short stays.
     std::string kept = instance.read("tmp/SAMPLE.0.priorities");
     kept += "set pid=" + std::to_string(twin.pid()) + " start=1 nice=7 to=0\nset pid=";
     (void)instance.write("tmp/SAMPLE.0.priorities", kept);
@@ -247,7 +247,7 @@ TEST_F(LivePrivileged, TheNextStartGivesBackWhatAKilledDaemonChanged) {
     EXPECT_TRUE(passes_until(next, [&] { return nice_values(slow.pid()) == Nice{0, 0}; }));
     EXPECT_EQ(nice_values(twin.pid()), (Nice{0, 0}));
     EXPECT_EQ(next.stop().status, 0);
-    EXPECT_EQ(instance.read("tmp/SAMPLE.0.priorities"), "");
+    EXPECT_EQ(instance.read("tmp/SAMPLE.0.priorities"), "set pid=\n");
 }
 
 }  // namespace

@@ -101,6 +101,17 @@ TEST_F(Live, ASessionThatIsGoneIsDone) {
     EXPECT_EQ(nice_values(server().pid()), before);
 }
 
+TEST_F(Live, AToolOnlyWatches) {
+    const Session idler("idler");
+    Library library(instance, true);
+    ASSERT_EQ(library.attach(), 0);
+    ASSERT_EQ(library.snapshot(), 0);
+    EXPECT_EQ(library.force(idler.pid()), -1939);
+    EXPECT_EQ(library.priority(idler.pid(), 10), -1939);
+    EXPECT_NE(library.message().find("it only watches"), std::string::npos);
+    EXPECT_FALSE(idler.ended());
+}
+
 // The folders keep others out, and so does the server when they do not.
 TEST_F(LivePrivileged, NobodyElseReachesTheServer) {
     if (geteuid() != 0)

@@ -1,5 +1,6 @@
 #include "tools/replay/replay_run.h"
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -14,6 +15,8 @@
 #include "daemon/main_loop.h"
 #include "govern/get_snapshot.h"
 #include "govern/govern.h"
+#include "govern/interface/constants.h"
+#include "govern/interface/dbm.h"
 #include "log/report.h"
 #include "tools/replay/library.h"
 #include "tools/replay/rule_texts.h"
@@ -67,6 +70,9 @@ int32_t run(replay_run &wanted, glob_struct *glob) {
           [&wanted](long number, const auto &tokens) {
               count_message(wanted.counts, number, tokens);
           });
+    // As a daemon does, since it acts: the instance is the replay's own.
+    std::array<char, dbm_path_room> directory{};
+    (void)dbm_instance_path(dbm_current_instance, directory.data());  // attach says what is wrong
     outcome = attach(glob);
     return outcome == result::ok ? govern_passes(glob, wanted.counts) : outcome;
 }
