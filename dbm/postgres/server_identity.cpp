@@ -83,8 +83,10 @@ std::optional<uid_t> tcp_owner(int socket) {
     if (getpeername(socket, reinterpret_cast<sockaddr *>(&there), &length) != 0 ||
         here.ss_family != there.ss_family)
         return std::nullopt;
+    sockaddr_in6 v6 = {};
+    std::memcpy(&v6, &there, sizeof v6);
     std::optional<uid_t> owner;
-    if (there.ss_family == AF_INET)
+    if (there.ss_family == AF_INET || IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr))
         owner =
             owner_in("/proc/net/tcp", text_of(there, false).data(), text_of(here, false).data());
     return owner ? owner
