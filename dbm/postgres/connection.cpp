@@ -59,14 +59,21 @@ bool starts_or_stops(std::string_view sqlstate) {
     return sqlstate == "57P03";
 }
 
-// What kept a connection from being made.
-trouble classify(const connection_words &words, std::string_view sqlstate) {
+// What kept a connection from being made. Where nobody was reached the server's state is asked for,
+// which tells a bad connection string apart; a peer that was reached is not asked again, since that
+// would wait for it without looking at the time or at a request to stop.
+trouble classify(const connection_words &words, const PGconn *failed, std::string_view sqlstate,
+                 bool reached) {
     if (starts_or_stops(sqlstate))
         return trouble::not_running;
     if (sqlstate.starts_with("53") || sqlstate.starts_with("57"))
         return trouble::gone;
     if (!sqlstate.empty())
         return trouble::refused;
+    if (reached)
+        return PQconnectionNeedsPassword(failed) != 0 || PQconnectionUsedPassword(failed) != 0
+                   ? trouble::refused
+                   : trouble::not_running;
     switch (PQpingParams(words.keywords.data(), words.values.data(), 1)) {
         case PQPING_NO_RESPONSE:
         case PQPING_REJECT:
@@ -212,19 +219,23 @@ reply connection::start(const std::string &where, const char *program) {
     // Only a verbose message of a failed connection has its SQLSTATE.
     (void)PQsetErrorVerbosity(connection_.get(), PQERRORS_VERBOSE);
     PostgresPollingStatusType next = PGRES_POLLING_WRITING;
+    bool reached = false;
     while (PQstatus(connection_.get()) != CONNECTION_BAD && next != PGRES_POLLING_OK &&
            next != PGRES_POLLING_FAILED) {
         if (!wait(next == PGRES_POLLING_READING ? POLLIN : POLLOUT, until))
             return fail(trouble::gone);
         next = PQconnectPoll(connection_.get());
+        reached = reached || PQstatus(connection_.get()) > CONNECTION_STARTED;
     }
     if (PQstatus(connection_.get()) == CONNECTION_OK) {
         (void)PQsetErrorVerbosity(connection_.get(), PQERRORS_DEFAULT);
         if (PQsetnonblocking(connection_.get(), 1) == 0)
             return {};
     }
+    const trouble what =
+        classify(words, connection_.get(), sqlstate_in(PQerrorMessage(connection_.get())), reached);
     reply failed = fail(trouble::refused);
-    failed.what = classify(words, failed.sqlstate);
+    failed.what = what;
     return failed;
 }
 

@@ -72,7 +72,9 @@ TEST_F(OwnedByApp, NoSettingShutsTheGovernorOut) {
     for (const std::string setting :
          {"default_transaction_read_only = on", "default_transaction_deferrable = on"})
         (void)server().admin("alter role ravelo in database sample set " + setting);
-    govern_server(instance, "timeout = 5\n");
+    (void)instance.write("instance.conf",
+                         "manager = postgres\ntimeout = 5\nconnection = host=" + server().socket() +
+                             " user=ravelo dbname=sample options='-c statement_timeout=1'\n");
     (void)setenv("PGOPTIONS", "-c statement_timeout=1", 1);
     Library library(instance);
     const int attached = library.attach();
