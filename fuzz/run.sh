@@ -14,7 +14,7 @@ for target in "$@"; do
     if [ -f "$here/$target.dict" ]; then dictionary=("-dict=$here/$target.dict"); fi
     program=$(find "$build" -type f -name "fuzz_$target")
     [ -n "$program" ] || { echo "$target: left out, as libpq is not there" && continue; }
-    "$program" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -max_len=8192 \
+    "$program" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -malloc_limit_mb=4096 -max_len=8192 \
         -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$build/$target-" \
         "${dictionary[@]}" "$build/corpus/$target" "$here/corpus/$target" > "$build/$target.log" 2>&1 ||
         { tail -n 40 "$build/$target.log"; exit 1; }
