@@ -39,12 +39,12 @@ TEST_F(OwnedByApp, NothingOfTheirsIsRun) {
         " (pid int, rows_selected int8, rows_read int8, plan_cost float8)" +
         trap + "end $$");
     (void)owner.run("create schema evil; grant usage on schema evil to public");
-    for (std::string type : {"text", "name", "oid", "int4"}) {
-        const std::string sides = "leftarg = " + type + ", rightarg = " + type;
-        type += ", " + type;
-        (void)owner.run("create function evil.same(" + type + ") returns bool" + trap +
-                        "return true; end $$");
-        (void)owner.run("create operator evil.= (" + sides + ", function = evil.same)");
+    for (const std::string type : {"text", "name", "oid", "int4"}) {
+        std::string make = "create function evil.same(";
+        make.append(type).append(", ").append(type).append(") returns bool").append(trap);
+        (void)owner.run(make.append("return true; end $$"));
+        make = "create operator evil.= (function = evil.same, leftarg = ";
+        (void)owner.run(make.append(type).append(", rightarg = ").append(type).append(")"));
     }
     (void)server().admin("alter database sample set search_path = evil, pg_catalog");
     ASSERT_FALSE(trapped());
