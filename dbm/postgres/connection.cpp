@@ -60,14 +60,17 @@ bool starts_or_stops(std::string_view sqlstate) {
 }
 
 // What kept a connection from being made.
-trouble classify(const connection_words &words, std::string_view sqlstate) {
+trouble classify(connection_words words, std::string_view sqlstate) {
     if (starts_or_stops(sqlstate))
         return trouble::not_running;
     if (sqlstate.starts_with("53") || sqlstate.starts_with("57"))
         return trouble::gone;
     if (!sqlstate.empty())
         return trouble::refused;
-    switch (PQpingParams(words.keywords.data(), words.values.data(), 1)) {
+    // It can't be interrupted: whoever lets it hang may not do so for long.
+    words.values[0] = "2";
+    switch (asked_to_stop() ? PQPING_NO_RESPONSE
+                            : PQpingParams(words.keywords.data(), words.values.data(), 1)) {
         case PQPING_NO_RESPONSE:
         case PQPING_REJECT:
             return trouble::not_running;
