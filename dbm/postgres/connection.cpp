@@ -42,7 +42,8 @@ std::string options_for(std::chrono::seconds limit, bool limits_transactions) {
         "-c search_path=pg_catalog -c role=none -c idle_session_timeout=0"
         " -c idle_in_transaction_session_timeout=0 -c lock_timeout=0"
         " -c default_transaction_isolation=read\\ committed -c default_transaction_read_only=on"
-        " -c default_transaction_deferrable=off -c local_preload_libraries= -c jit=off"
+        " -c default_transaction_deferrable=off -c local_preload_libraries= -c exit_on_error=off "
+        "-c jit=off"
         " -c max_parallel_workers_per_gather=0 -c statement_timeout=" +
         std::to_string((limit.count() + 1) * 1000);
     return limits_transactions ? options + " -c transaction_timeout=0" : options;
@@ -62,7 +63,7 @@ bool starts_or_stops(std::string_view sqlstate) {
 // What kept a connection from being made. Where nobody was reached the server's state is asked for,
 // which tells a bad connection string apart; a peer that was reached is not asked again, since that
 // would wait for it without looking at the time or at a request to stop.
-trouble classify(const connection_words &words, const PGconn *failed, std::string_view sqlstate,
+trouble classify(connection_words words, const PGconn *failed, std::string_view sqlstate,
                  bool reached) {
     if (starts_or_stops(sqlstate))
         return trouble::not_running;
@@ -74,7 +75,10 @@ trouble classify(const connection_words &words, const PGconn *failed, std::strin
         return PQconnectionNeedsPassword(failed) != 0 || PQconnectionUsedPassword(failed) != 0
                    ? trouble::refused
                    : trouble::not_running;
-    switch (PQpingParams(words.keywords.data(), words.values.data(), 1)) {
+    // It can't be interrupted: whoever lets it hang may not do so for long.
+    words.values[0] = "2";
+    switch (asked_to_stop() ? PQPING_NO_RESPONSE
+                            : PQpingParams(words.keywords.data(), words.values.data(), 1)) {
         case PQPING_NO_RESPONSE:
         case PQPING_REJECT:
             return trouble::not_running;
@@ -255,6 +259,8 @@ reply connection::await(moment until) {
             return fail(trouble::gone);
         if (PQconsumeInput(peer) == 0)
             return fail(trouble::lost);
+        while (PGnotify *const unasked = PQnotifies(peer))
+            PQfreemem(unasked);
     }
 }
 

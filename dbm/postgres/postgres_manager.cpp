@@ -217,6 +217,12 @@ void prioritize_workers(governor &g) {
 }
 
 outcome read_sessions(governor &g) {
+    if (g.peer.counts_rows) {
+        const reply confirmed = confirm_extension(g.peer, conf());
+        follow_server(g, confirmed);
+        if (confirmed.what != trouble::none)
+            return outcome_of(confirmed, g.database);
+    }
     const std::array<parameter, 3> named = {parameter(g.datname), protected_groups(conf()),
                                             parameter(g.peer.counting)};
     const std::span without_counting(named.data(), 2);

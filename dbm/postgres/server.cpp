@@ -171,4 +171,13 @@ reply ask_server(server &where, const settings &conf, const statement &what,
     return response.what == trouble::none ? where.link.ask(what, parameters, answer) : response;
 }
 
+reply confirm_extension(server &where, const settings &conf) {
+    rows answer;
+    reply response = ask_server(where, conf, ask_extension, {}, answer);
+    if (response.what == trouble::none && where.counts_rows &&
+        std::to_string(answer.int8(0, 0).value_or(0)) != where.counting)
+        stop_counting_rows(where, "the extension ravelo was dropped or replaced.");
+    return response;
+}
+
 }  // namespace dbm::postgres

@@ -44,4 +44,8 @@ struct server {
 // Does without the server's count of rows, which failed for that reason.
 void stop_counting_rows(server &where, std::string reason);
 
+// Sees, in a statement of its own, that the extension's function is still the accepted one. Once it
+// is not, the statement that calls it may not even be planned: that evaluates default values.
+[[nodiscard]] reply confirm_extension(server &where, const settings &conf);
+
 }  // namespace dbm::postgres

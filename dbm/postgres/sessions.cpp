@@ -12,8 +12,9 @@ namespace dbm::postgres {
 
 namespace {
 
-constexpr int64_t second = 1'000'000;                           // microseconds
-constexpr uint64_t cpu_second = 1'000'000'000;                  // nanoseconds
+constexpr int64_t second = 1'000'000;           // microseconds
+constexpr size_t most_workers = 2048;           // of a session: no server has as many
+constexpr uint64_t cpu_second = 1'000'000'000;  // nanoseconds
 constexpr uint64_t most = std::numeric_limits<int32_t>::max();  // figures are shown with a sign
 
 char lower(char c) {
@@ -118,6 +119,8 @@ void read_worker(session_memory &leader, const backend &which, pid_t server) {
         return w.pid == which.pid && w.backend_start == which.backend_start;
     });
     if (known == leader.workers.end()) {
+        if (leader.workers.size() >= most_workers)
+            return;
         leader.workers.push_back({.pid = which.pid,
                                   .backend_start = which.backend_start,
                                   .process_start = start_of(which.pid, server)});
@@ -146,16 +149,17 @@ void finish_session(session_memory &memory) {
 using blocker_table = std::unordered_map<int32_t, int32_t>;
 
 // Who holds up a session in the end: only the first waiter shows the holder, later ones show a
-// waiter before them.
-int32_t root_blocker(const blocker_table &blockers, int32_t pid) {
+// waiter before them. Each look shortens the ways that it took, so that long ones cost no more.
+int32_t root_blocker(blocker_table &ways, int32_t pid) {
     int32_t root = pid;
-    for (size_t i = 0; i < blockers.size(); ++i) {
-        const auto next = blockers.find(root);
-        if (next == blockers.end())
-            return root;
-        root = next->second;
+    for (auto at = ways.find(root); at != ways.end(); at = ways.find(root)) {
+        if (at->second == root)
+            return pid;  // a deadlock: any of them
+        if (const auto next = ways.find(at->second); next != ways.end())
+            at->second = next->second;
+        root = at->second;
     }
-    return root;  // a deadlock: any of them
+    return root;
 }
 
 listed_session describe(const backend &which, const cpu_time &used, int64_t now) {
@@ -174,9 +178,12 @@ listed_session describe(const backend &which, const cpu_time &used, int64_t now)
     reported.system_cpu_s = figure(used.system / cpu_second);
     reported.system_cpu_us = static_cast<uint32_t>(used.system % cpu_second / 1000);
     reported.aux_number = static_cast<uint32_t>(which.port);
-    session.active = which.state == "active";
+    // A function called directly is a statement, too, but its start is only that of the state.
+    const bool called = which.state == "fastpath function call";
+    session.active = called || which.state == "active";
     // Where the clock was set back a statement has begun just now: the future would count as age.
-    session.statement_start = time_of(std::min(which.query_start, now));
+    session.statement_start =
+        time_of(std::min(called ? which.state_change : which.query_start, now));
     session.weight =
         static_cast<uint32_t>(std::clamp(which.plan_cost, 1.0, static_cast<double>(most)));
     return session;
@@ -206,6 +213,7 @@ void list_sessions(std::span<const backend> backends, const settings &conf, pid_
     }
     std::erase_if(table, [](const auto &entry) { return !entry.second.seen; });
     listed.reserve(table.size());
+    blocker_table ways = blockers;
     for (const backend &each : backends) {
         const auto memory = each.leader == 0 ? table.find(each.pid) : table.end();
         if (memory == table.end())
@@ -216,7 +224,7 @@ void list_sessions(std::span<const backend> backends, const settings &conf, pid_
         if (const auto locks = worker_locks.find(each.pid); locks != worker_locks.end())
             reported.locks_held += locks->second;
         if (const auto waits = blockers.find(each.pid); waits != blockers.end())
-            reported.ref_agent_id = static_cast<uint32_t>(root_blocker(blockers, waits->second));
+            reported.ref_agent_id = static_cast<uint32_t>(root_blocker(ways, waits->second));
     }
 }
 

@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "tests/postgres/live_server.h"
 
@@ -170,6 +171,45 @@ TEST_F(Live, ACopyWithoutEndIsNotReadForEver) {
                                               folder + " user=ravelo dbname=sample\n");
     Library library(instance);
     EXPECT_EQ(library.attach(), dbm_sql_not_connected);
+}
+
+TEST_F(Live, WhoeverHangsUpAndThenHangsIsNotWaitedFor) {
+    const std::string folder = instance.path("public");
+    bool first = true;
+    const Stranger stranger(folder, [&](int peer) {
+        pollfd gone{peer, POLLRDHUP, 0};
+        if (!std::exchange(first, false))
+            (void)poll(&gone, 1, 30000);
+    });
+    (void)instance.write("instance.conf", "manager = postgres\ntimeout = 20\nconnection = host=" +
+                                              folder + " user=ravelo dbname=sample\n");
+    Library library(instance);
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(library.attach(), dbm_sql_not_connected);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(10));
+}
+
+TEST_F(Live, AFunctionCalledWithoutAStatementIsOne) {
+    const std::string where = "host=" + server().socket() + " dbname=sample user=app";
+    PGconn *const peer = PQconnectdb(where.c_str());
+    std::thread caller([peer] {
+        constexpr int pg_sleep = 2626;
+        char seconds[] = "@Y\0\0\0\0\0";  // 100
+        PQArgBlock argument{8, 0, {}};
+        argument.u.ptr = reinterpret_cast<int *>(seconds);
+        int length = 0;
+        PQclear(PQfn(peer, pg_sleep, nullptr, &length, 1, &argument, 1));
+    });
+    Library library(instance);
+    EXPECT_EQ(library.attach(), 0);
+    EXPECT_TRUE(eventually([&] {
+        const int code = library.snapshot();
+        const appl_snapshot *const shown = library.find(PQbackendPID(peer));
+        return code == 0 && shown != nullptr && shown->subrec_count == 1;
+    }));
+    EXPECT_EQ(library.force(PQbackendPID(peer)), 0);
+    caller.join();
+    PQfinish(peer);
 }
 
 TEST_F(Live, SessionsOfADroppedRoleAreGoverned) {
