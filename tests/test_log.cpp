@@ -97,5 +97,32 @@ TEST(Log, DebugRecordThatIsLostEndsThePassAfterItsSweep) {
     EXPECT_EQ(of_type(instance.log(), "ACCOUNT").size(), 2U);  // the last one of the sweep's
 }
 
+TEST(Log, ReasonIsCutNotOverrun) {
+    const TempInstance instance;
+    instance.config("dbname sample; setlimit cpu 1 locks 1 rowssel 1 rowsread 1 idle 1 uowtime 1;");
+    instance.recording(Recording()
+                           .snapshot(4000000000)
+                           .app({.agent_id = 1,
+                                 .applname = "%s%n",
+                                 .appl_id = "x\x01y\nz",
+                                 .authid = "\xFF\xFE",
+                                 .cpu = 2000000000,
+                                 .locks = 2000000000,
+                                 .rows_selected = 2000000000,
+                                 .rows_read = 2000000000,
+                                 .idle = 2000000000,
+                                 .uow_start = 2000000001}));
+    Daemon daemon(instance, {.plain = false});
+    ASSERT_TRUE(daemon.pass());
+    daemon.stop();
+    const Lines niced_once = of_type(instance.log(), "NICE");
+    ASSERT_EQ(niced_once.size(), 1U);
+    EXPECT_NE(
+        niced_once[0].find("Application %s%n (authorization id \xFF\xFE, application id x y z)"),
+        std::string::npos)
+        << niced_once[0];
+    EXPECT_NE(niced_once[0].find("Unit of work open 1999999999 s."), std::string::npos);
+}
+
 }  // namespace
 }  // namespace ravelo::test
