@@ -200,12 +200,12 @@ std::string mount_for(const Scenario &one, const TempInstance &instance) {
     return mounted ? "" : "may not mount: " + std::string(std::strerror(errno));
 }
 
-// The journal's calls; a priority call without its name.
+// The journal's force and priority calls, the latter without their name.
 Lines calls_of(const TempInstance &instance) {
-    Lines calls = instance.calls();
-    for (std::string &call : calls)
-        if (call.starts_with("priority "))
-            call.erase(0, 9);
+    Lines calls;
+    for (const std::string &call : instance.calls())
+        if (call.starts_with("priority ") || call.starts_with("force "))
+            calls.push_back(call.substr(call[0] == 'p' ? 9 : 0));
     return calls;
 }
 
