@@ -11,44 +11,15 @@
 namespace ravelo::test {
 namespace {
 
-const char *const rules = "dbname sample; interval 10; setlimit cpu 60 action force;";
 const Options real_texts{.plain = false};
 
 bool holds(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-// The record of an attach that is refused under these settings.
-std::string refusal(const TempInstance &instance) {
-    instance.config(rules);
-    const Outcome outcome = instance.run(
-        {"start", "sample", "0", instance.path("rules.cfg"), instance.path("log")}, real_texts);
-    EXPECT_EQ(outcome.status, 253);
-    const Lines errors = of_type(instance.log(), "ERROR");
-    return errors.size() == 1 ? errors[0] : "not one ERROR record";
-}
-
-TEST(Instance, SettingsThatAreNotUnderstood) {
-    struct Case {
-        std::string conf, word, line;
-    };
-    for (const Case &one :
-         {Case{"# fine\nfoo = 1\n", "foo", "line 2"},
-          Case{"observe = perhaps\n", "perhaps", "line 1"}, Case{"nodes = 0\n", "0", "line 1"},
-          Case{"nodes = 1001\n", "1001", "line 1"}, Case{"\n\nnodes\n", "nodes", "line 3"},
-          Case{"manager = none\n", "none", "instance.conf"},
-          Case{"name = PROD\n", "exec -a PROD ravelod start", "PROD"}}) {
-        const TempInstance instance;
-        instance.write("instance.conf", one.conf);
-        const std::string record = refusal(instance);
-        EXPECT_TRUE(record.starts_with("ERROR (1025) DBATTACH: ")) << record;
-        EXPECT_TRUE(holds(record, one.word) && holds(record, one.line)) << record;
-    }
-}
-
 TEST(Instance, TmpIsMadeSafeOrRefused) {
     const TempInstance instance;
-    instance.config(rules);
+    instance.config("dbname sample; interval 10; setlimit cpu 60;");
     instance.recording(Recording().snapshot(1000));
     const mode_t before = umask(0);
     {
@@ -122,45 +93,6 @@ TEST(Instance, OnlyItsOwnersMayGovern) {
     ASSERT_EQ(chown(shared.path("tmp").c_str(), 4711, 65534), 0);
     const Outcome strange = shared.run({"stop", "sample", "0"}, real_texts);
     EXPECT_TRUE(holds(strange.err, "9009") && holds(strange.err, "another user")) << strange.err;
-}
-
-TEST(Recording, BadLinesAreNamed) {
-    struct Case {
-        std::string lines, field;
-        int line;
-    };
-    const std::string snapshot = "snapshot time=1\n";
-    for (const Case &one : {Case{"recording 2\n", "2", 1}, Case{"", "", 1},
-                            Case{"recording 1\nresult operation=fly\n", "fly", 2},
-                            Case{"recording 1\nresult operation=force call=x\n", "call", 2},
-                            Case{"recording 1\n\nsnapshots time=1\n", "snapshots", 3}}) {
-        const TempInstance instance;
-        instance.write("SAMPLE.0.recording", one.lines);
-        const std::string record = refusal(instance);
-        EXPECT_TRUE(holds(record, "SAMPLE.0.recording") && holds(record, one.field) &&
-                    holds(record, "line " + std::to_string(one.line)))
-            << record;
-    }
-    for (const Case &one :
-         {Case{snapshot + "application agent_id=-1\n", "agent_id", 3},
-          Case{snapshot + "application agent_id=4294967296\n", "agent_id", 3},
-          Case{snapshot + "application applname=123456789012345678901\n", "applname", 3},
-          Case{snapshot + "application applname=\"open\n", "quote", 3},
-          Case{snapshot + "application colour=red\n", "colour", 3},
-          Case{snapshot + "statement sched_weight=1\n", "statement", 3},
-          Case{snapshot + "end sometime\n", "repeat", 3},
-          Case{snapshot + "end empty\nsnapshot time=2\n", "snapshot", 4}}) {
-        const TempInstance instance;
-        instance.config(rules);
-        instance.write("SAMPLE.0.recording", "recording 1\n" + one.lines);
-        Daemon daemon(instance);
-        ASSERT_FALSE(daemon.passes(3)) << one.lines;
-        EXPECT_EQ(daemon.wait_exit().status, 252);
-        const std::string noted = instance.read("tmp/SAMPLE.0.journal");
-        EXPECT_TRUE(holds(noted, "error=") && holds(noted, one.field) &&
-                    holds(noted, "line " + std::to_string(one.line)))
-            << one.lines << noted;
-    }
 }
 
 // A copy of the library with catalogs of the test's own beside it.
