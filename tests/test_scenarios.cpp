@@ -87,7 +87,7 @@ std::string fault_of(const Scenario &one, const Entry &entry) {
     static const std::regex once(
         "scenario|calls|events|faults|log|mount|node|passes|status|stop|zone");
     static const std::regex form(
-        "(passes|status) [0-9]{1,5}|stop yes|zone [A-Z]{3,4}(-?[0-9].*)?|"
+        "(passes|status) [0-9]{1,5}|stop (yes|no)|zone [A-Z]{3,4}(-?[0-9].*)?|"
         "faults ([a-z_]+(:[^;@]+)?@[1-9][0-9]*[+]?=[-A-Z0-9/]+(;|$))+|"
         "(?!passes|status|stop|zone|faults).*");
     static const std::regex after("after([1-9][0-9]*)");
@@ -276,7 +276,7 @@ std::string play(const Scenario &one) {
         EXPECT_EQ(run_all(one, "after" + std::to_string(i), instance, daemon.pid()), "");
     }
     const int status = figure(only(one, "status"));
-    const bool stops = status == 0 || !only(one, "stop").empty();
+    const bool stops = only(one, "stop", status == 0 ? "yes" : "no") == "yes";
     const Outcome &outcome = stops ? daemon.stop() : daemon.wait_exit();
     EXPECT_EQ(outcome.status, status) << outcome.err;
     (void)instance.write("err", outcome.err);
@@ -346,7 +346,7 @@ check
 scenario figures
 passes   3x
 status   0y
-stop     no
+stop     maybe
 zone     Nowhere
 faults   open:log@@1=EIO
 )");

@@ -1,9 +1,6 @@
 // The command line, the status file and the ways in which a daemon begins and ends.
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <thread>
-#include <tuple>
 
 #include "tests/harness.h"
 
@@ -21,7 +18,7 @@ TEST(CommandLine, IsChecked) {
     struct Case {
         Lines words;
         int status;
-        std::string err;
+        std::string err, faults{};
     };
     const std::vector<Case> cases{
         {{}, 255, full},
@@ -46,25 +43,20 @@ TEST(CommandLine, IsChecked) {
         {{"stop", "db", "123456"}, 2, "\nravelod: #1005|DB|1234\n"},
         {{"stop", "\x1B[m\x7F", "\t\n"}, 2, "\nravelod: #1005| [M |  \n"},
         {{"stop", "eightchr", ""}, 2, "\nravelod: #1005|EIGHTCHR|\n"},
+        // A failure of the library's comes before one of the command line.
+        {{"nonsense"}, 253, "\nravelod: #1054|-12\n", "dbm_init_process@1=-12"},
+        {{"nonsense"}, 255, "\nravelod: #1000\n", "dbm_user_authinfo@1=1073741824"},
+        {{"stop", "sample", "0"}, 2, "\nravelod: #1006\n", "rename@1=EACCES"},
+        {{"stop", "sample", "0"}, 2, "\nravelod: #1006\n", "rename@1=EPERM"},
+        {{"stop", "sample", "0"}, 253, "\nravelod: #1008|5\n", "rename@1=EIO"},
     };
     for (const Case &one : cases) {
-        SCOPED_TRACE(one.words.empty() ? "" : one.words[0] + " " + one.words.back());
+        SCOPED_TRACE(one.err + one.faults);
         const TempInstance instance;
-        const Outcome outcome = instance.run(one.words);
+        const Outcome outcome = instance.run(one.words, {.faults = one.faults});
         EXPECT_EQ(outcome.status, one.status);
         EXPECT_EQ(outcome.err, one.err);
     }
-}
-
-TEST(CommandLine, LibraryHasTheFirstWord) {
-    const TempInstance instance;
-    const Outcome failed = instance.run({"nonsense"}, {.faults = "dbm_init_process@1=-12"});
-    EXPECT_EQ(failed.status, 253);
-    EXPECT_EQ(failed.err, "\nravelod: #1054|-12\n");
-    const Outcome refused =
-        instance.run({"nonsense"}, {.faults = "dbm_user_authinfo@1=1073741824"});
-    EXPECT_EQ(refused.status, 255);
-    EXPECT_EQ(refused.err, "\nravelod: #1000\n");
 }
 
 TEST(CommandLine, FirstWordNamesTheInstance) {
@@ -123,31 +115,6 @@ TEST(StatusFile, NameHasAtMost254Bytes) {
     }
 }
 
-TEST(StatusFile, StaleRequestIsDeletedAndSecondStopRefused) {
-    const TempInstance instance;
-    instance.config(quiet);
-    instance.recording(Recording().snapshot(1000).line("end repeat"));
-    std::filesystem::create_directory(instance.path("tmp"));
-    instance.write("tmp/SAMPLE.0.GDB", "");
-    Daemon daemon(instance);
-    ASSERT_TRUE(daemon.pass());
-    EXPECT_FALSE(std::filesystem::exists(instance.stop_file()));
-    EXPECT_EQ(instance.run({"stop", "SAMPLE", "0"}).status, 0);
-    EXPECT_EQ(instance.run({"stop", "SAMPLE", "0"}).status, 2);
-    EXPECT_EQ(daemon.wait_exit().status, 0);
-}
-
-TEST(StatusFile, FailuresOfTheStop) {
-    for (const auto &[fault, err, status] : {std::tuple{"rename@1=EACCES", "#1006", 2},
-                                             {"rename@1=EPERM", "#1006", 2},
-                                             {"rename@1=EIO", "#1008|5", 253}}) {
-        const TempInstance instance;
-        const Outcome outcome = instance.run({"stop", "sample", "0"}, {.faults = fault});
-        EXPECT_EQ(outcome.status, status);
-        EXPECT_EQ(outcome.err, "\nravelod: " + std::string(err) + "\n");
-    }
-}
-
 TEST(StatusFile, OfTwoThatRaceExactlyOneWins) {
     for (int round = rounds(200, 50); round > 0; --round) {
         const TempInstance instance;
@@ -164,35 +131,6 @@ TEST(StatusFile, OfTwoThatRaceExactlyOneWins) {
         ASSERT_EQ(loser.wait_exit().status, 2);
         ASSERT_EQ(winner.stop().status, 0);
     }
-}
-
-TEST(Stop, SignalsMakeTheSameRequestAndEndTheSleep) {
-    for (const int number : {SIGTERM, SIGINT}) {
-        const TempInstance instance;
-        instance.config("dbname sample; interval 10; debug 1; setlimit cpu 1;");
-        instance.recording(Recording().snapshot(1000).app({.agent_id = 7, .cpu = 5}));
-        Daemon daemon(instance);
-        ASSERT_TRUE(daemon.pass());
-        daemon.signal(number);
-        EXPECT_EQ(daemon.wait_exit().status, 0);
-        const Lines records = of_type(instance.log());
-        EXPECT_EQ(records.back(), "STOP Database = SAMPLE.");
-        EXPECT_EQ(std::count(records.begin(), records.end(), "DEBUG #1067|10"), 1);
-        EXPECT_TRUE(std::filesystem::exists(instance.stop_file()));
-        EXPECT_EQ(instance.journal().size(), 2U);
-    }
-}
-
-TEST(Stop, SignalWhoseRenameFailsChangesNothing) {
-    const TempInstance instance;
-    instance.config(quiet);
-    instance.recording(Recording().snapshot(1000).line("end repeat"));
-    Daemon daemon(instance, {.faults = "rename@1=EIO"});
-    ASSERT_TRUE(daemon.pass());
-    daemon.signal(SIGTERM);
-    EXPECT_TRUE(daemon.pass());
-    EXPECT_TRUE(std::filesystem::exists(instance.status_file()));
-    EXPECT_EQ(daemon.stop().status, 0);
 }
 
 }  // namespace
