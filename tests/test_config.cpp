@@ -1,5 +1,4 @@
 // The configuration language: what is refused, with which message, where, and on which line.
-#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "tests/harness.h"
@@ -184,29 +183,6 @@ TEST(Validate, ReadsWellWithTheRealTexts) {
     EXPECT_NE(listed.out.find("night"), std::string::npos);
     EXPECT_NE(listed.out.find("cpu = 60"), std::string::npos) << listed.out;
     EXPECT_EQ(listed.out.find('%'), std::string::npos) << listed.out;
-}
-
-TEST(Trace, WritesTheRulesEveryCycleAtLevelFive) {
-    const TempInstance instance;
-    std::string ids;
-    std::string listed;
-    for (int i = 0; i < 30; ++i) {
-        const std::string id = "LONGAUTHORIZATION" + std::to_string(100 + i);
-        ids += (i == 0 ? "" : ",") + id;
-        if (i < 18)  // 21 bytes each behind "#5", within 400 with the terminator
-            listed += id + " ";
-    }
-    instance.config(db + "debug 5; desc d authid " + ids + " setlimit cpu 5;");
-    instance.recording(Recording().snapshot(1000).line("end repeat"));
-    Daemon daemon(instance);
-    ASSERT_TRUE(daemon.passes(2));
-    daemon.stop();
-    const Lines debug = of_type(instance.log(), "DEBUG");
-    const Lines traced{"DEBUG #1",          "DEBUG #2",
-                       "DEBUG d",           "DEBUG #1070|0|0|5|0|0|0|0|0|0|10|0",
-                       "DEBUG #5" + listed, "DEBUG #6"};
-    EXPECT_EQ(std::count(debug.begin(), debug.end(), traced[4]), 2);
-    EXPECT_EQ(Lines(debug.begin(), debug.begin() + 6), traced);
 }
 
 }  // namespace
