@@ -12,7 +12,7 @@ same() { if [ "$2" = "$3" ]; then echo "ok    $1"; else echo "FAIL  $1: $3, not 
 sql -c 'create role reader; create role stats in role pg_read_all_stats'
 for how in 'authorization reader' '; grant create on schema ravelo to reader'; do
     same "no extension in a schema $how" 1 "$(sql -c "create schema ravelo $how" -c 'create extension ravelo' \
-        2>&1 | grep -c 'others than a superuser')"
+        2>&1 | grep -c 'ERROR:.*others than a superuser')"
     sql -c 'drop schema ravelo cascade' 2>/dev/null
 done
 sql <<'SQL'
