@@ -141,7 +141,8 @@ bool add_named(text_writer &writer, std::string_view name, const message_view &m
     if (name == "newline") {
         end_line(writer);
         add(writer, "\n");
-        writer.line = writer.used;
+        if (!writer.cut)
+            writer.line = writer.used;
         return true;
     }
     const size_t blank = name.find(' ');
