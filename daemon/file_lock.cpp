@@ -86,8 +86,9 @@ void folder_lock::share(uint32_t handle) const {
     struct stat folder = {};
     struct stat own = {};
     if (folder_.get() != 0 && fstat(static_cast<int>(folder_.get()), &folder) == 0 &&
-        fstat(file, &own) == 0 && own.st_gid != folder.st_gid) [[maybe_unused]]
-        const int refused = fchown(file, static_cast<uid_t>(-1), folder.st_gid);
+        fstat(file, &own) == 0 && own.st_gid != folder.st_gid) {
+        [[maybe_unused]] const int refused = fchown(file, static_cast<uid_t>(-1), folder.st_gid);
+    }
     (void)fchmod(file, 0640);
 }
 

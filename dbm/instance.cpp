@@ -63,9 +63,10 @@ int share_tmp(const std::string &path, const struct stat &directory, bool made) 
     struct stat status = {};
     if (!tmp.is_open() || fstat(tmp.get(), &status) != 0)
         return made ? errno : 0;
-    if (status.st_gid != directory.st_gid) [[maybe_unused]]
-        const int refused =
+    if (status.st_gid != directory.st_gid) {
+        [[maybe_unused]] const int refused =
             fchown(tmp.get(), static_cast<uid_t>(-1), directory.st_gid);  // see above
+    }
     if (fchmod(tmp.get(), made ? shared_tmp_mode : (status.st_mode & 07777U) | S_ISGID) == 0)
         return 0;
     return !made || fchmod(tmp.get(), tmp_mode) == 0 ? 0 : errno;  // the umask's share is ours

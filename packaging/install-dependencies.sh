@@ -84,15 +84,10 @@ if [ $say_only = yes ]; then
 fi
 
 log=$(mktemp)
+made_setting=no
 finish() {
-    local setting maker
     rm -f "$log"
-    # Also that of one who was killed.
-    for setting in "${no_cluster%-*}"-*.conf; do
-        maker=${setting##*-} maker=${maker%.conf}
-        [ ! -e "$setting" ] || { [ "$maker" != $$ ] && [ -e "/proc/$maker" ]; } || as_root rm -f "$setting" || true
-    done
-    [ ! -d "${no_cluster%/*}" ] || as_root rmdir --ignore-fail-on-non-empty "${no_cluster%/*}" || true
+    [ $made_setting = no ] || as_root rm -f "$no_cluster" || true
 }
 trap finish EXIT
 as_root() {
@@ -126,6 +121,12 @@ find_missing                     # the server's version may be known now
 
 echo "Installing ${missing[*]} ..."
 if [ $server = yes ]; then
+    # That of one who was killed goes, too.
+    for setting in "${no_cluster%-*}"-*.conf; do
+        maker=${setting##*-}
+        [ ! -e "$setting" ] || [ -e "/proc/${maker%.conf}" ] || as_root rm -f "$setting"
+    done
+    made_setting=yes
     as_root mkdir -p "${no_cluster%/*}"
     echo 'create_main_cluster = false' | as_root tee "$no_cluster" >/dev/null
 fi

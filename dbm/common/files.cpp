@@ -18,12 +18,15 @@ struct release_memory {
     void operator()(char *text) const { std::free(text); }
 };
 
-// 0 when the descriptor is a regular file.
-int check_regular(int descriptor) {
+// Hands what was opened on as file, where it is a regular one.
+int take_regular(file_guard &opened, file_guard &file) {
     struct stat status = {};
-    if (fstat(descriptor, &status) != 0)
+    if (!opened.is_open() || fstat(opened.get(), &status) != 0)
         return errno;
-    return S_ISREG(status.st_mode) ? 0 : code::not_a_file;
+    if (!S_ISREG(status.st_mode))
+        return code::not_a_file;
+    file = std::move(opened);
+    return 0;
 }
 
 // Where the folder gives new files its group anyway, nothing is left to do; where that is refused,
@@ -32,8 +35,10 @@ void take_folders_group(const std::string &path, int descriptor) {
     struct stat folder = {};
     struct stat file = {};
     if (stat(path.substr(0, path.rfind('/') + 1).c_str(), &folder) == 0 &&
-        fstat(descriptor, &file) == 0 && file.st_gid != folder.st_gid) [[maybe_unused]]
-        const int refused = fchown(descriptor, static_cast<uid_t>(-1), folder.st_gid);
+        fstat(descriptor, &file) == 0 && file.st_gid != folder.st_gid) {
+        [[maybe_unused]] const int refused =
+            fchown(descriptor, static_cast<uid_t>(-1), folder.st_gid);
+    }
 }
 
 // Cuts the last bytes written off again, so that the next line does not continue them, unless
@@ -68,13 +73,7 @@ void file_guard::reset(int descriptor) {
 int open_for_reading(const std::string &path, file_guard &file) {
     // Non-blocking, so that a pipe put in the file's place can't hang the process.
     file_guard opened(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!opened.is_open())
-        return errno;
-    const int problem = check_regular(opened.get());
-    if (problem != 0)
-        return problem;
-    file = std::move(opened);
-    return 0;
+    return take_regular(opened, file);
 }
 
 int open_for_appending(const std::string &path, file_guard &file, mode_t mode) {
@@ -88,13 +87,7 @@ int open_for_appending(const std::string &path, file_guard &file, mode_t mode) {
     } else if (errno == EEXIST) {
         opened.reset(open(path.c_str(), flags));
     }
-    if (!opened.is_open())
-        return errno;
-    const int problem = check_regular(opened.get());
-    if (problem != 0)
-        return problem;
-    file = std::move(opened);
-    return 0;
+    return take_regular(opened, file);
 }
 
 int read_some(int descriptor, std::span<char> buffer, size_t *length) {

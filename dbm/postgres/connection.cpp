@@ -42,9 +42,8 @@ std::string options_for(std::chrono::seconds limit, bool limits_transactions) {
         "-c search_path=pg_catalog -c role=none -c idle_session_timeout=0"
         " -c idle_in_transaction_session_timeout=0 -c lock_timeout=0"
         " -c default_transaction_isolation=read\\ committed -c default_transaction_read_only=on"
-        " -c default_transaction_deferrable=off -c local_preload_libraries= -c exit_on_error=off "
-        "-c jit=off"
-        " -c max_parallel_workers_per_gather=0 -c statement_timeout=" +
+        " -c default_transaction_deferrable=off -c local_preload_libraries= -c exit_on_error=off"
+        " -c jit=off -c max_parallel_workers_per_gather=0 -c statement_timeout=" +
         std::to_string((limit.count() + 1) * 1000);
     return limits_transactions ? options + " -c transaction_timeout=0" : options;
 }

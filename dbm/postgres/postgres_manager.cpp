@@ -227,7 +227,8 @@ outcome read_sessions(governor &g) {
                                             parameter(g.peer.counting)};
     const std::span without_counting(named.data(), 2);
     rows answer;
-    reply response = g.peer.counts_rows ? ask(g, ask_activity_and_rows, named, answer)
+    // Not asked again on a new connection, on which nothing would have been confirmed.
+    reply response = g.peer.counts_rows ? g.peer.link.ask(ask_activity_and_rows, named, answer)
                                         : ask(g, ask_activity, without_counting, answer);
     if (response.what == trouble::statement && g.peer.counts_rows) {
         stop_counting_rows(g.peer, response.text);
